@@ -1,0 +1,63 @@
+# Sourced by run, test and .ci/run: installs what is missing on a Debian machine.
+# shellcheck shell=bash
+
+export PATH="$PATH:/usr/sbin:/sbin" # where Debian keeps servers; not in everybody's PATH
+die() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+# What tells that a package is there: a command, a NAME.pc of pkg-config, or a file.
+is_there() {
+  case $1 in
+    /*) compgen -G "$1" > /dev/null ;;
+    *.pc) pkg-config --exists "${1%.pc}" 2> /dev/null ;;
+    *) command -v "$1" > /dev/null ;;
+  esac
+}
+
+# need PROBE=PACKAGE...: installs each package whose probe is not there.
+need() {
+  local item missing=()
+  for item in "$@"; do
+    is_there "${item%%=*}" || missing+=("${item#*=}")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local by_hand="install by hand: ${missing[*]}"
+  command -v apt-get > /dev/null || die "this is no Debian system; $by_hand (or what they are called here)"
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo > /dev/null || die "packages are missing and there is no sudo; have an administrator $by_hand"
+    as_root=(sudo)
+  fi
+  echo "installing ${missing[*]}" >&2
+  local log
+  log=$(mktemp)
+  if ! { "${as_root[@]}" apt-get update &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"; } > "$log" 2>&1; then
+    die "apt-get failed ($(grep -m1 '^E:' "$log" || tail -n1 "$log")); with a network, try again or $by_hand"
+  fi
+  rm -f "$log"
+}
+
+need_build_tools() {
+  need pkg-config=pkg-config # before the probes that ask it
+  need c++=g++ cmake=cmake ninja=ninja-build jsoncpp.pc=libjsoncpp-dev glib-2.0.pc=libglib2.0-dev
+}
+
+need_web_server() {
+  need lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux
+}
+
+# build PRESET [CMAKE OPTION...]: prints the build's output only when it fails.
+build() {
+  local log
+  log=$(mktemp)
+  echo "building ($1)" >&2
+  if ! { cmake --preset "$@" && cmake --build --preset "$1"; } > "$log" 2>&1; then
+    tail -n 40 "$log" >&2
+    rm -f "$log"
+    die "the build failed"
+  fi
+  rm -f "$log"
+}

@@ -1,0 +1,43 @@
+#include "host/platform/core.h"
+
+#include <grp.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace Host {
+
+bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups) {
+  std::FILE* stream = std::fopen(file, "re");
+  if (stream == nullptr) {
+    SetError(errno);
+    return false;
+  }
+  for (const group* entry = fgetgrent(stream); entry != nullptr; entry = fgetgrent(stream)) {
+    if (g_strv_contains(entry->gr_mem, member) != FALSE) {
+      groups.emplace_back(entry->gr_name);
+    }
+  }
+  std::fclose(stream);
+  return true;
+}
+
+GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing) {
+  GKeyFilePtr key_file(g_key_file_new());
+  GError* error = nullptr;
+  g_key_file_load_from_file(key_file.get(), file, G_KEY_FILE_KEEP_COMMENTS, &error);
+  if (error != nullptr) {
+    const bool missing = g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT) != FALSE;
+    g_error_free(error);
+    if (!missing || !may_be_missing) {
+      return nullptr;
+    }
+  }
+  return key_file;
+}
+
+bool SaveKeyFile(GKeyFile* key_file, const char* file) {
+  return g_key_file_save_to_file(key_file, file, nullptr) != FALSE;
+}
+
+}  // namespace Host

@@ -1,0 +1,38 @@
+// What the parts of the stand-in share behind the declarations of platform/.
+#ifndef HOST_PLATFORM_CORE_H_
+#define HOST_PLATFORM_CORE_H_
+
+#include <string>
+#include <vector>
+
+#include "host/platform/glib_ptr.h"
+#include "platform/tlibc.h"
+
+// The store behind TLIBCListDBGet1(): a file in the form of group(5), read anew at every question.
+// The items of a name are the groups that have it as a member.
+struct TLIBCListDB {
+  const char* file;
+};
+
+namespace Host {
+
+// Sets what TLIBCErrGet() returns.
+void SetError(int code);
+
+// Appends a copy of `item` to a list of TLIBCSzListAlloc().
+void AppendItem(TLIBCSzList* list, const char* item);
+
+// Collects the groups of a group(5) file that list `member`, in file order. False, with the error
+// set, when the file cannot be opened.
+bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups);
+
+// Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`. Any
+// other failure gives null.
+GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing);
+
+// Replaces the file by `key_file` in one step.
+bool SaveKeyFile(GKeyFile* key_file, const char* file);
+
+}  // namespace Host
+
+#endif  // HOST_PLATFORM_CORE_H_

@@ -1,0 +1,35 @@
+// Stands in for the share database: a key file with one group a share, `path` (on the appliance) and
+// `index` in it. What it does not imitate: encrypted, external and hidden shares.
+#include "platform/tesk_share.h"
+
+#include <string>
+
+#include "host/platform/core.h"
+#include "host/platform/host_paths.h"
+
+int TESKShareGet(const char* name, TESKShare** share) {
+  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares, false);
+  if (shares == nullptr) {
+    return -1;
+  }
+  const Host::GString path(g_key_file_get_string(shares.get(), name, "path", nullptr));
+  if (path == nullptr) {
+    return -1;
+  }
+  *share = new TESKShare{g_strconcat(Cinquill::SystemPaths::kRoot, path.get(), nullptr)};
+  return 0;
+}
+
+void TESKShareFree(TESKShare* share) {
+  g_free(share->path);
+  delete share;
+}
+
+int TESKShareIndexSet(int flag, const char* name) {
+  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares, false);
+  if (shares == nullptr || g_key_file_has_group(shares.get(), name) == FALSE) {
+    return -1;
+  }
+  g_key_file_set_integer(shares.get(), name, "index", flag);
+  return Host::SaveKeyFile(shares.get(), Host::kShares) ? 0 : -1;
+}

@@ -1,0 +1,153 @@
+// Stands in for the core library. What it does not imitate: the flags of the key-value calls, and
+// more error codes than errno has.
+#include "platform/tlibc.h"
+
+#include <glib.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/platform/core.h"
+
+namespace {
+
+constexpr char kGroup[] = "settings";
+
+// The list behind the count that callers see.
+struct StringList : TLIBCSzList {
+  std::vector<std::string> items;
+};
+
+int last_error = 0;
+
+const StringList* Full(const TLIBCSzList* list) { return static_cast<const StringList*>(list); }
+
+// Reads a value into `value`: 1 when there is one, 0 when there is none, -1 on error.
+int ReadValue(const char* file, const char* key, std::string& value) {
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, true);
+  if (settings == nullptr) {
+    return -1;
+  }
+  const Host::GString stored(g_key_file_get_value(settings.get(), kGroup, key, nullptr));
+  if (stored == nullptr) {
+    return 0;
+  }
+  const Host::GString plain(g_uri_unescape_string(stored.get(), nullptr));
+  if (plain == nullptr) {
+    return -1;
+  }
+  value = plain.get();
+  return 1;
+}
+
+}  // namespace
+
+namespace Host {
+
+void SetError(int code) { last_error = code; }
+
+void AppendItem(TLIBCSzList* list, const char* item) {
+  auto* full = static_cast<StringList*>(list);
+  full->items.emplace_back(item);
+  ++full->count;
+}
+
+}  // namespace Host
+
+int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int size, int /*flags*/) {
+  std::string value;
+  const int found = ReadValue(file, key, value);
+  g_strlcpy(buffer, value.c_str(), static_cast<gsize>(size));
+  return found > 0 ? static_cast<int>(value.size()) : found;
+}
+
+// Values are stored percent-encoded: a key file drops leading white space and ends at a line feed.
+int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, true);
+  if (settings == nullptr) {
+    return -1;
+  }
+  const Host::GString encoded(g_uri_escape_string(value, nullptr, FALSE));
+  g_key_file_set_value(settings.get(), kGroup, key, encoded.get());
+  return Host::SaveKeyFile(settings.get(), file) ? 0 : -1;
+}
+
+int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
+  std::string stored;
+  const int found = ReadValue(file, key, stored);
+  return found > 0 ? static_cast<int>(stored == value) : found;
+}
+
+int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
+  char* content = nullptr;
+  gsize size = 0;
+  if (g_file_get_contents(pid_file, &content, &size, nullptr) == FALSE) {
+    return -1;
+  }
+  const Host::GString text(content);
+  if (size > 0 && content[size - 1] == '\n') {
+    content[--size] = '\0';
+  }
+  // 0, 1 and negative numbers would reach other processes, or all of them.
+  guint64 pid = 0;
+  if (std::strlen(content) != size ||
+      g_ascii_string_to_unsigned(content, 10, 2, G_MAXINT, &pid, nullptr) == FALSE) {
+    return -1;
+  }
+  return kill(static_cast<pid_t>(pid), signal);
+}
+
+int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
+              const char* arg4) {
+  std::vector<std::string> words{program, arg1, arg2, arg3, arg4};
+  std::vector<char*> arguments;
+  std::transform(words.begin(), words.end(), std::back_inserter(arguments),
+                 [](std::string& word) { return word.data(); });
+  arguments.push_back(nullptr);
+  int status = 0;
+  if (g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_STDOUT_TO_DEV_NULL, nullptr, nullptr,
+                   nullptr, nullptr, &status, nullptr) == FALSE) {
+    return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TLIBCSzList* TLIBCSzListAlloc(int capacity) {
+  auto* list = new StringList{};
+  list->items.reserve(static_cast<std::size_t>(std::max(capacity, 0)));
+  return list;
+}
+
+const char* TLIBCSzListGet(const TLIBCSzList* list, int index) {
+  return index >= 0 && index < list->count
+             ? Full(list)->items[static_cast<std::size_t>(index)].c_str()
+             : nullptr;
+}
+
+int TLIBCSzListFind(const TLIBCSzList* list, const char* item) {
+  const std::vector<std::string>& items = Full(list)->items;
+  const auto found = std::find(items.begin(), items.end(), item);
+  return found == items.end() ? -1 : static_cast<int>(found - items.begin());
+}
+
+void TLIBCSzListFree(TLIBCSzList* list) { delete static_cast<StringList*>(list); }
+
+TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* db, const char* name, const void* /*reserved*/) {
+  std::vector<std::string> groups;
+  if (!Host::GroupsOf(db->file, name, groups) || groups.empty()) {
+    return nullptr;
+  }
+  TLIBCSzList* list = TLIBCSzListAlloc(static_cast<int>(groups.size()));
+  for (const std::string& group : groups) {
+    Host::AppendItem(list, group.c_str());
+  }
+  return list;
+}
+
+int TLIBCErrGet() { return last_error; }

@@ -1,0 +1,118 @@
+// Stands in for the CGI framework behind any web server that speaks CGI. What it does not imitate:
+// login sessions of its own (signing in is the web server's affair), file uploads, and any method
+// but a query and a posted form.
+#include "platform/webcgi.h"
+
+#include <glib.h>
+#include <json/writer.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "host/platform/form.h"
+#include "platform/tesk_user.h"
+
+namespace TESK {
+namespace {
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+// Sends one whole answer. The client may be gone: that must not end the process by a signal.
+void Send(const std::string& headers, const std::string& body) {
+  std::signal(SIGPIPE, SIG_IGN);
+  const std::string answer =
+      headers + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  std::size_t sent = 0;
+  while (sent < answer.size()) {
+    const ssize_t count = write(STDOUT_FILENO, answer.data() + sent, answer.size() - sent);
+    if (count < 0 && errno != EINTR) {
+      return;
+    }
+    sent += count > 0 ? static_cast<std::size_t>(count) : 0;
+  }
+}
+
+[[noreturn]] void Refuse(const std::string& reason) {
+  Send("Status: 400 Bad Request\r\nContent-Type: text/plain; charset=\"UTF-8\"", reason + "\n");
+  std::exit(EXIT_FAILURE);
+}
+
+// Host and port of a URL, such as "nas.local:8080", with the scheme's own port left out; empty when
+// there is no host.
+std::string HostAndPort(const std::string& url) {
+  char* host = nullptr;
+  int port = -1;
+  constexpr auto kFlags = static_cast<GUriFlags>(G_URI_FLAGS_SCHEME_NORMALIZE);
+  if (g_uri_split_network(url.c_str(), kFlags, nullptr, &host, &port, nullptr) == FALSE) {
+    return "";
+  }
+  char* lower = g_ascii_strdown(host, -1);
+  std::string result = lower;
+  g_free(lower);
+  g_free(host);
+  return result.empty() ? "" : result + ":" + std::to_string(port);
+}
+
+// A page of another site can have a signed-in browser send requests here; they are told apart by
+// what the browser says of their origin. Clients that are no browsers say nothing.
+bool IsSameOrigin() {
+  const std::string site = Environment("HTTP_SEC_FETCH_SITE");
+  if (!site.empty()) {
+    return site == "same-origin" || site == "none";
+  }
+  const std::string origin = Environment("HTTP_ORIGIN");
+  if (origin.empty()) {
+    return true;
+  }
+  const std::string scheme = origin.substr(0, origin.find(':'));
+  const std::string from = HostAndPort(origin);
+  return !from.empty() && from == HostAndPort(scheme + "://" + Environment("HTTP_HOST"));
+}
+
+}  // namespace
+
+struct WebCGI::Request {
+  Host::Form form;
+  std::string content_type;
+};
+
+WebCGI::WebCGI(const char* /*session*/, bool /*check_session*/)
+    : request_(std::make_unique<Request>()) {
+  openlog("dtv_manage.cgi", LOG_PERROR | LOG_PID, LOG_USER);
+  const std::string reason = Host::ReadForm(request_->form);
+  if (!reason.empty()) {
+    Refuse(reason);
+  }
+}
+
+WebCGI::~WebCGI() { closelog(); }
+
+int WebCGI::CheckAuthorized() {
+  return !Environment("REMOTE_USER").empty() && IsSameOrigin() ? 1 : 0;
+}
+
+int WebCGI::IsAdmin() const {
+  return TESKGroupIsAdminGroupMem(Environment("REMOTE_USER").c_str()) == 1 ? 1 : 0;
+}
+
+const char* WebCGI::In(const char* name, const char* default_value) {
+  const auto field = request_->form.find(name);
+  return field == request_->form.end() ? default_value : field->second.c_str();
+}
+
+void WebCGI::WriteHeader(const char* content_type) { request_->content_type = content_type; }
+
+void WebCGI::WriteBody(Json::Value& body) {
+  Json::StreamWriterBuilder compact;
+  compact["indentation"] = "";
+  Send("Content-Type: " + request_->content_type, Json::writeString(compact, body) + "\n");
+}
+
+}  // namespace TESK

@@ -1,0 +1,264 @@
+#include "video_folders/video_folders.h"
+
+#include <json/writer.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <string_view>
+#include <utility>
+
+#include "platform/system_paths.h"
+#include "platform/tesk_index.h"
+#include "platform/tesk_share.h"
+#include "platform/tlibc.h"
+#include "platform/webapi_util.h"
+
+namespace Cinquill {
+namespace {
+
+constexpr char kModule[] = "video_folders";
+
+constexpr char kPackage[] = "Cinquill";
+constexpr char kLibraryId[] = "library_id";
+
+bool IsInLibrary(const Json::Value& record, const std::string& library_id) {
+  return StringMember(record, kLibraryId) == library_id;  // absent and empty both read as empty
+}
+
+bool IsAt(const Json::Value& record, const std::string& share, const std::string& subpath) {
+  return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
+}
+
+using LineTest = bool (*)(const std::string& line, const std::string& path);
+
+bool IsInQueue(const std::string& queue_file, const std::string& path, LineTest is_hit) {
+  if (access(queue_file.c_str(), F_OK) != 0) {
+    return false;
+  }
+  std::ifstream file(queue_file);
+  if (!file) {
+    syslog(LOG_ERR, "%s:%d failed to open index queue[%s]", kModule, __LINE__, queue_file.c_str());
+    return false;
+  }
+  std::string line;
+  while (std::getline(file, line) && !file.eof()) {
+    if (is_hit(line, path)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool IsShortForm(std::string_view line) { return line[1] == ':'; }
+
+bool IsIndexingHit(const std::string& line, const std::string& path) {
+  const std::string_view text = line;
+  if (text.size() < 2) {
+    return false;
+  }
+  char operation = text[0];
+  char flag = '1';
+  std::size_t start = 2;
+  if (!IsShortForm(text)) {
+    constexpr std::size_t n = sizeof(kPackage) - 1;
+    if (text.substr(0, n) != kPackage || text.size() <= n + 4) {
+      return false;
+    }
+    flag = text[n + 1];
+    operation = text[n + 3];
+    start = n + 5;
+  }
+  return (operation == 'A' || operation == 'R') && flag == '1' && text.substr(start) == path;
+}
+
+bool IsMetadataHit(const std::string& line, const std::string& path) {
+  if (line.size() < 2 || line[0] == 'u') {
+    return false;
+  }
+  return TESKIndexUtils::IsEqualOrSubPath(IsShortForm(line) ? line.substr(2) : line, path);
+}
+
+}  // namespace
+
+std::string StringMember(const Json::Value& object, const char* member) {
+  if (!object.isObject()) {
+    return {};
+  }
+  const Json::Value& value = object[member];
+  return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+}
+
+bool WriteJsonFile(const std::string& path, const Json::Value& value) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // the form that the files have always had
+  Json::FastWriter writer;
+#pragma GCC diagnostic pop
+  std::ofstream file;
+  if (path.empty()) {
+    syslog(LOG_ERR, "%s:%d Bad parameter", kModule, __LINE__);
+    return false;
+  }
+  file.open(path, std::ios::out | std::ios::trunc);
+  if (!file) {
+    syslog(LOG_ERR, "%s:%d failed to write json file[%s]", kModule, __LINE__, path.c_str());
+    return false;
+  }
+  file << writer.write(value);
+  if (!file) {
+    syslog(LOG_ERR, "%s:%d failed to write json file[%s]", kModule, __LINE__, path.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool SaveFolderConf(const Json::Value& folders) {
+  if (!WriteJsonFile(SystemPaths::kFolderConf, folders)) {
+    syslog(LOG_ERR, "%s:%d Failed to save folder config", kModule, __LINE__);
+    return false;
+  }
+  return true;
+}
+
+Json::Value LoadFolderConf() {
+  Json::Value folders(Json::arrayValue);
+  ReadFolderConf(folders);
+  return folders;
+}
+
+void ReadFolderConf(Json::Value& folders) {
+  Json::Value document;
+  if (!TESK::WebAPIUtil::ReadJsonFile(document, SystemPaths::kFolderConf)) {
+    syslog(LOG_INFO, "%s:%d Failed to load folder config", kModule, __LINE__);
+    return;
+  }
+  if (!document.isArray()) {
+    return;
+  }
+  for (Json::Value& record : document) {
+    if (!record.isObject()) {
+      continue;
+    }
+    record[kPath] = BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
+    folders.append(std::move(record));
+  }
+}
+
+Json::Value GetRecordFolder(const Json::Value& folders) {
+  const Json::Value records = FilterFolders(folders, kRecordSection, "", false);
+  return records.empty() ? Json::Value() : records[0];
+}
+
+Json::Value FilterFolders(const Json::Value& folders, const std::string& section,
+                          const std::string& library_id, bool exclude) {
+  Json::Value result(Json::arrayValue);
+  if (section.empty()) {
+    return result;
+  }
+  for (const Json::Value& record : folders) {
+    const bool matches =
+        StringMember(record, kSection) == section && IsInLibrary(record, library_id);
+    if (matches != exclude) {
+      result.append(record);
+    }
+  }
+  return result;
+}
+
+void RemoveFolder(Json::Value& folders, const std::string& share, const std::string& subpath) {
+  Json::Value kept(Json::arrayValue);
+  for (Json::Value& record : folders) {
+    if (!IsAt(record, share, subpath)) {
+      kept.append(std::move(record));
+    }
+  }
+  folders = std::move(kept);
+}
+
+bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath) {
+  for (const Json::Value& record : folders) {
+    if (IsAt(record, share, subpath)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string GetFolderRealPath(const std::string& share, const std::string& subpath) {
+  TESKShare* record = nullptr;
+  if (TESKShareGet(share.c_str(), &record) != 0 || record == nullptr) {
+    return {};
+  }
+  std::string path = record->path;
+  if (!subpath.empty()) {
+    path += "/" + subpath;
+  }
+  TESKShareFree(record);
+  return path;
+}
+
+std::string BuildFolderPath(const std::string& share, const std::string& subpath) {
+  if (share.empty()) {
+    return {};
+  }
+  std::string path = "/" + share;
+  if (!subpath.empty()) {
+    path += "/" + subpath;
+  }
+  return path;
+}
+
+bool HasFolderConflict(const Json::Value& folders, const std::string& share,
+                       const std::string& subpath) {
+  const std::string candidate = BuildFolderPath(share, subpath);
+  for (const Json::Value& record : folders) {
+    const std::string existing = StringMember(record, kPath);
+    if (TESKIndexUtils::IsEqualOrSubPath(candidate, existing) ||
+        TESKIndexUtils::IsEqualOrSubPath(existing, candidate)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool AddFolderIfNoConflict(Json::Value& folders, const Json::Value& record) {
+  const std::string share = StringMember(record, kShare);
+  const std::string subpath = StringMember(record, kSubpath);
+  if (HasFolderConflict(folders, share, subpath)) {
+    syslog(LOG_ERR, "%s:%d [/%s/%s] conflict with existing folder", kModule, __LINE__,
+           share.c_str(), subpath.c_str());
+    return false;
+  }
+  folders.append(record);
+  return true;
+}
+
+int SignalIndexDaemons(bool all) {
+  if (all) {
+    TLIBCProcSignalByPidFile(SystemPaths::kIndexDaemonPid, SIGUSR2);
+  }
+  TLIBCProcSignalByPidFile(SystemPaths::kVideoIndexDaemonPid, SIGUSR2);
+  return TLIBCProcSignalByPidFile(SystemPaths::kVideoMetadataDaemonPid, SIGUSR2);
+}
+
+bool RunIndexTool(const std::string& path, const std::string& option) {
+  return TLIBCExec(SystemPaths::kIndexTool, option.c_str(), path.c_str(), "-P", kPackage) == 0;
+}
+
+bool IsPathQueued(const std::string& path) {
+  return IsInIndexingQueue(SystemPaths::kIndexingQueue, path) ||
+         IsInIndexingQueue(SystemPaths::kIndexingQueueTmp, path) ||
+         IsInMetadataQueue(SystemPaths::kMetadataQueue, path) ||
+         IsInMetadataQueue(SystemPaths::kMetadataQueueTmp, path);
+}
+
+bool IsInIndexingQueue(const std::string& queue_file, const std::string& path) {
+  return IsInQueue(queue_file, path, IsIndexingHit);
+}
+
+bool IsInMetadataQueue(const std::string& queue_file, const std::string& path) {
+  return IsInQueue(queue_file, path, IsMetadataHit);
+}
+
+}  // namespace Cinquill
