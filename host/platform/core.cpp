@@ -22,6 +22,18 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
   return true;
 }
 
+bool ReadRegularFile(const char* file, std::string& content) {
+  char* data = nullptr;
+  gsize size = 0;
+  if (g_file_test(file, G_FILE_TEST_IS_REGULAR) == FALSE ||
+      g_file_get_contents(file, &data, &size, nullptr) == FALSE) {
+    return false;
+  }
+  content.assign(data, size);
+  g_free(data);
+  return true;
+}
+
 GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing) {
   GKeyFilePtr key_file(g_key_file_new());
   GError* error = nullptr;

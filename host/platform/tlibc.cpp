@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -85,19 +84,17 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 }
 
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
-  char* content = nullptr;
-  gsize size = 0;
-  if (g_file_get_contents(pid_file, &content, &size, nullptr) == FALSE) {
+  std::string text;
+  if (!Host::ReadRegularFile(pid_file, text)) {
     return -1;
   }
-  const Host::GString text(content);
-  if (size > 0 && content[size - 1] == '\n') {
-    content[--size] = '\0';
+  if (!text.empty() && text.back() == '\n') {
+    text.pop_back();
   }
   // 0, 1 and negative numbers would reach other processes, or all of them.
   guint64 pid = 0;
-  if (std::strlen(content) != size ||
-      g_ascii_string_to_unsigned(content, 10, 2, G_MAXINT, &pid, nullptr) == FALSE) {
+  if (text.find('\0') != std::string::npos ||
+      g_ascii_string_to_unsigned(text.c_str(), 10, 2, G_MAXINT, &pid, nullptr) == FALSE) {
     return -1;
   }
   return kill(static_cast<pid_t>(pid), signal);

@@ -5,24 +5,23 @@
 
 #include <exception>
 #include <memory>
+#include <string>
 
-#include "host/platform/glib_ptr.h"
+#include "host/platform/core.h"
 
 namespace TESK::WebAPIUtil {
 
 bool ReadJsonFile(Json::Value& value, const char* path) {
-  char* content = nullptr;
-  gsize size = 0;
-  if (g_file_get_contents(path, &content, &size, nullptr) == FALSE) {
+  std::string text;
+  if (!Host::ReadRegularFile(path, text)) {
     return false;
   }
-  const Host::GString text(content);
   Json::CharReaderBuilder builder;
   builder["collectComments"] = false;
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   try {
-    if (!reader->parse(content, content + size, &parsed, nullptr)) {
+    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr)) {
       return false;
     }
   } catch (const std::exception&) {
