@@ -25,8 +25,8 @@ bool GetAppUserId(TESKUserDB* db, const char* user, std::uint32_t& uid) {
   if (TESKGroupIsAdminGroupMem(user) == 1) {
     return false;  // the list is left to the end of the process, deliberately
   }
-  const bool is_app_user = TLIBCSzListFind(privileges, kAppPrivilege) >= 0 &&
-                           TESKUserGetUGID(user, &uid, nullptr) == 0;
+  const bool is_app_user =
+      TLIBCSzListFind(privileges, kAppPrivilege) >= 0 && TESKUserGetUGID(user, &uid, nullptr) == 0;
   TLIBCSzListFree(privileges);
   return is_app_user;
 }

@@ -126,7 +126,8 @@ bool DTVManage::Load() {
   settings["dtv_destination"] =
       BuildFolderPath(StringMember(folder, kShare), StringMember(folder, kSubpath));
 
-  // An error reads as switched off, too: better a switch shown off than a service taken for granted.
+  // An error reads as switched off, too: better a switch shown off than a service taken for
+  // granted.
   settings[kDisableDTV] =
       TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, kYes, 0) != 0;
   settings["DVB_conflict"] = CheckDVBConflict();
@@ -234,8 +235,8 @@ bool DTVManage::SaveStreamAccess() {
 bool DTVManage::SaveDTVSwitch() {
   const std::string requested = In(kDisableDTV, kNo);
   char buffer[kStoredSwitchSize];
-  const int length = TLIBCFileGetKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, buffer,
-                                          kStoredSwitchSize, 0);
+  const int length =
+      TLIBCFileGetKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, buffer, kStoredSwitchSize, 0);
   const std::string stored = length > 0 ? buffer : "";
   if (requested == stored) {
     return true;

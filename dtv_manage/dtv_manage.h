@@ -12,8 +12,8 @@ namespace Cinquill::CGI {
 // parameter and every member of the answers.
 //
 // The savers share one pattern: read the request, copy the stored document, set the members that
-// they own, and write only when the copy differs. Each returns true when its settings are stored, or
-// were already. Only the destination save sets error information.
+// they own, and write only when the copy differs. Each returns true when its settings are stored,
+// or were already. Only the destination save sets error information.
 class DTVManage : public BaseCGI {
  protected:
   // Runs the action; any other action, in any other spelling, fails without a reason.
@@ -28,8 +28,8 @@ class DTVManage : public BaseCGI {
   // - up to the first that fails. What was stored before a failure stays stored.
   bool SaveAll();
 
-  // Replaces the recording destination by the share and the sub-path of the request. No share in the
-  // request, or the stored destination, is success without any effect.
+  // Replaces the recording destination by the share and the sub-path of the request. No share in
+  // the request, or the stored destination, is success without any effect.
   //
   // Order: folder.conf is written; the old folder leaves the index; the new share's index flag is
   // set; the daemons are signalled; the new folder enters the index. Nothing done before a failure
@@ -38,8 +38,8 @@ class DTVManage : public BaseCGI {
   // the share's flag cannot be set. Failures of the indexing tool and of the signals do not matter.
   bool SaveRecordDestination();
 
-  // Stores closestreaming, pre_recording and post_recording in record.conf. A failed write is logged
-  // at LOG_ERR.
+  // Stores closestreaming, pre_recording and post_recording in record.conf. A failed write is
+  // logged at LOG_ERR.
   bool SaveRecordOptions();
 
   // Stores the access settings in stream.conf: an empty account and a password that was not entered
@@ -47,8 +47,8 @@ class DTVManage : public BaseCGI {
   bool SaveStreamAccess();
 
   // Stores the switch and stops or starts the DTV service to match. Fails, with a line at LOG_ERR,
-  // when the switch cannot be stored, or when the control script cannot be run (the switch is stored
-  // then). The script's own failure does not matter.
+  // when the switch cannot be stored, or when the control script cannot be run (the switch is
+  // stored then). The script's own failure does not matter.
   bool SaveDTVSwitch();
 
   // The folder record that the request asks for, null when its share is empty:

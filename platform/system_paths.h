@@ -2,8 +2,8 @@
 #ifndef PLATFORM_SYSTEM_PATHS_H_
 #define PLATFORM_SYSTEM_PATHS_H_
 
-// The folder that stands for "/": empty on the appliance, a folder of the build elsewhere. The build
-// defines it, free of characters that a shell would split or expand.
+// The folder that stands for "/": empty on the appliance, a folder of the build elsewhere. The
+// build defines it, free of characters that a shell would split or expand.
 #ifndef CINQUILL_SYSTEM_ROOT
 #error "CINQUILL_SYSTEM_ROOT is defined by the build"
 #endif
@@ -36,7 +36,8 @@ inline constexpr char kIndexTool[] = CINQUILL_SYSTEM_ROOT "/usr/tesk/bin/teskind
 inline constexpr char kIndexingQueue[] = CINQUILL_SYSTEM_ROOT "/var/spool/tesk_indexing_queue";
 inline constexpr char kIndexingQueueTmp[] =
     CINQUILL_SYSTEM_ROOT "/var/spool/tesk_indexing_queue.tmp";
-inline constexpr char kMetadataQueue[] = CINQUILL_SYSTEM_ROOT "/var/spool/tesk_video_metadata.queue";
+inline constexpr char kMetadataQueue[] =
+    CINQUILL_SYSTEM_ROOT "/var/spool/tesk_video_metadata.queue";
 inline constexpr char kMetadataQueueTmp[] =
     CINQUILL_SYSTEM_ROOT "/var/spool/tesk_video_metadata.queue.tmp";
 

@@ -16,8 +16,8 @@ int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int si
 // other keys. 0 on success, a negative value on error (the file is then as it was).
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags);
 
-// Compares the stored value with `value`: 1 when equal, 0 when different or absent, a negative value
-// on error.
+// Compares the stored value with `value`: 1 when equal, 0 when different or absent, a negative
+// value on error.
 int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags);
 
 // ---- Process control.
@@ -27,8 +27,8 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal);
 
 // Runs `program` with exactly these four arguments, without a shell, and waits for its end. Its
-// standard output is discarded. Returns the exit status, or -1 when it could not be run or was ended
-// by a signal.
+// standard output is discarded. Returns the exit status, or -1 when it could not be run or was
+// ended by a signal.
 int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
               const char* arg4);
 

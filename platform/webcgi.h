@@ -14,8 +14,8 @@ namespace TESK {
 class WebCGI {
  public:
   // Prepares access to the current request and to its login session. Both arguments are the
-  // framework's own affair; this program always passes "" and true. A request that cannot be decoded
-  // is answered here with "400 Bad Request", and the process ends with exit status 1.
+  // framework's own affair; this program always passes "" and true. A request that cannot be
+  // decoded is answered here with "400 Bad Request", and the process ends with exit status 1.
   WebCGI(const char* session, bool check_session);
 
   // Releases the request, and with it every string that In() returned.
@@ -30,8 +30,8 @@ class WebCGI {
   // Non-zero when the signed-in user is an administrator. Asked only after CheckAuthorized().
   int IsAdmin() const;
 
-  // The value of a request parameter, or `default_value` itself when the parameter is absent. UTF-8,
-  // NUL-terminated, valid as long as this object.
+  // The value of a request parameter, or `default_value` itself when the parameter is absent.
+  // UTF-8, NUL-terminated, valid as long as this object.
   const char* In(const char* name, const char* default_value);
 
   // Sets the content type of the answer. Called once, before WriteBody().

@@ -78,8 +78,8 @@ TEST(BaseCGI, OnlyAnAuthenticatedAdministratorGetsThrough) {
     ReportingHandler handler({"", false, true, true, ""});
     EXPECT_EQ(handler.Run(), row.passes);
     EXPECT_EQ(Recording::Answer(), row.passes ? R"({"data":7,"success":true})"
-                                   : R"({"errinfo":{"key":"error_privilege_not_enough",)"
-                                     R"("sec":"error"},"success":false})");
+                                              : R"({"errinfo":{"key":"error_privilege_not_enough",)"
+                                                R"("sec":"error"},"success":false})");
     EXPECT_EQ(Recording::Calls()[1] == "is_admin", row.session > 0);
   }
 }
@@ -91,14 +91,14 @@ const std::vector<std::string> kPrivileged{"Other.App", "TESK.DXQ.Cinquill.AppIn
 Recording::Answers SomeUsers() {
   Recording::Answers answers;
   answers.users = {{"u0", kPrivileged},
-                 {"none", {}},
-                 {"other", {"Other.App", "TESK.DXQ.Cinquill.AppInstance2"}},
-                 {"u3", kPrivileged},
-                 {"admin", kPrivileged, true},
-                 {"u5", kPrivileged},
-                 {"lost", kPrivileged, false, false},
-                 {"u7", kPrivileged},
-                 {"u8", kPrivileged}};
+                   {"none", {}},
+                   {"other", {"Other.App", "TESK.DXQ.Cinquill.AppInstance2"}},
+                   {"u3", kPrivileged},
+                   {"admin", kPrivileged, true},
+                   {"u5", kPrivileged},
+                   {"lost", kPrivileged, false, false},
+                   {"u7", kPrivileged},
+                   {"u8", kPrivileged}};
   return answers;
 }
 
@@ -129,12 +129,12 @@ TEST(ListAppUsers, PagesOverTheUsersThatMatch) {
 
 TEST(ListAppUsers, AFailureIsLoggedAndLeavesTheTotal) {
   const std::string log = "log " + std::to_string(LOG_ERR) + " base_cgi: ";
-  for (const Journal& expected : std::vector<Journal>{
-           {"user_db_open", log + "Failed to open user db"},
-           {"user_db_open", "list_alloc 512",
-            log + "TLIBCSzListAlloc failed. error=[0x00AB]", "user_db_close"},
-           {"user_db_open", "list_alloc 512", "user_enum 11",
-            log + "TESKUserEnum failed. error=[0x00AB]", "user_db_close"}}) {
+  for (const Journal& expected :
+       std::vector<Journal>{{"user_db_open", log + "Failed to open user db"},
+                            {"user_db_open", "list_alloc 512",
+                             log + "TLIBCSzListAlloc failed. error=[0x00AB]", "user_db_close"},
+                            {"user_db_open", "list_alloc 512", "user_enum 11",
+                             log + "TESKUserEnum failed. error=[0x00AB]", "user_db_close"}}) {
     SCOPED_TRACE(expected[expected.size() - 1]);
     Recording::Answers answers = SomeUsers();
     while (expected[static_cast<std::size_t>(++answers.failing_call) + 1].rfind("log", 0) != 0) {

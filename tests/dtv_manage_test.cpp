@@ -13,10 +13,10 @@
 namespace Cinquill::CGI {
 namespace {
 
+using Recording::Answers;
 using Recording::Journal;
 using Recording::Outcome;
 using Recording::Perform;
-using Recording::Answers;
 using Parameters = std::map<std::string, std::string>;
 
 Json::Value Parse(const std::string& text) {
@@ -30,9 +30,7 @@ Outcome Request(Parameters parameters, Answers answers = {}) {
   return Perform(answers);
 }
 
-Outcome Load(Answers answers = {}) {
-  return Request({{"action", "load"}}, std::move(answers));
-}
+Outcome Load(Answers answers = {}) { return Request({{"action", "load"}}, std::move(answers)); }
 
 Outcome Save(Parameters parameters, Answers answers = {}) {
   parameters["action"] = "save";
@@ -66,7 +64,8 @@ TEST_F(DTVManageTest, OnlyTheTwoActionsAreServed) {
 // ---- Load
 
 TEST_F(DTVManageTest, EachGroupOfLoadHangsOnTheOtherGroupsFile) {
-  const std::string record = R"({"closestreaming": "yes", "pre_recording": 5, "post_recording": 6})";
+  const std::string record =
+      R"({"closestreaming": "yes", "pre_recording": 5, "post_recording": 6})";
   const std::string stream = R"({"enableauth": "yes", "account": "eve", "passwd": "secret",
       "enable_viewer_limit": "yes", "streaminglimit": 9})";
   struct Row {
@@ -120,7 +119,8 @@ TEST_F(DTVManageTest, EachGroupOfLoadHangsOnTheOtherGroupsFile) {
 }
 
 TEST_F(DTVManageTest, LoadAsksInAFixedOrder) {
-  StoreFolders(R"([{"section": "tv_record", "share": "video", "subpath": "tv/rec", "path": "/x"}])");
+  StoreFolders(
+      R"([{"section": "tv_record", "share": "video", "subpath": "tv/rec", "path": "/x"}])");
   Answers answers;
   answers.stored_switch = "yes";
   const Outcome outcome = Load(answers);
@@ -222,9 +222,9 @@ TEST_F(DTVManageTest, DestinationIsReplacedUnlessItOverlaps) {
            {"inside a library", old + "," + library, "video", "m/tv", Row::kRefused},
            {"around a library", old + "," + library, "video", "", Row::kRefused},
            {"inside a second recording folder", old + "," + second, "music", "x/y", Row::kRefused},
-           {"a library at the old place goes with it", old + "," +
-                R"({"section": "movie", "share": "video", "subpath": "tv"})",
-            "video", "tv/new", Row::kReplaced}}) {
+           {"a library at the old place goes with it",
+            old + "," + R"({"section": "movie", "share": "video", "subpath": "tv"})", "video",
+            "tv/new", Row::kReplaced}}) {
     SCOPED_TRACE(row.name);
     ResetRoot();
     StoreFolders("[" + row.stored + "]");
@@ -339,9 +339,9 @@ TEST_F(DTVManageTest, SwitchStopsOrStartsTheServiceWhenItChanges) {
     Answers answers;
     answers.stored_switch = row.stored;
     Journal calls = Save({{"disable_dtv", row.requested}}, answers).journal;
-    calls.erase(calls.begin(), std::find_if(calls.begin(), calls.end(), [](const std::string& call) {
-                  return call.rfind("get ", 0) == 0;
-                }));
+    calls.erase(calls.begin(),
+                std::find_if(calls.begin(), calls.end(),
+                             [](const std::string& call) { return call.rfind("get ", 0) == 0; }));
     Journal expected{"get /var/packages/Cinquill/etc/dtv_setting.conf disable_dtv 0"};
     if (row.word != nullptr) {
       expected.push_back(set + row.requested + " 0");

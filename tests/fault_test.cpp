@@ -10,15 +10,15 @@
 namespace Cinquill {
 namespace {
 
+using Recording::Answers;
 using Recording::Journal;
 using Recording::Outcome;
 using Recording::Perform;
-using Recording::Answers;
 
 const Journal kAnswer{"header text/plain; charset=\"UTF-8\"", "body"};
 
-// What becomes of a request when a call fails. A fatal failure ends the action at once: its log line
-// is the last thing before the answer. After any other the action goes on as usual.
+// What becomes of a request when a call fails. A fatal failure ends the action at once: its log
+// line is the last thing before the answer. After any other the action goes on as usual.
 struct Rule {
   const char* call;  // how its entry in the journal begins
   bool is_fatal;
@@ -77,7 +77,7 @@ Answers Request(const std::string& action) {
   Answers answers;
   answers.stored_switch = "no";
   answers.parameters = {{"action", action}, {"share", "music"},       {"subpath", "tv"},
-                      {"passwd", "next"}, {"password_confirm", ""}, {"disable_dtv", "yes"}};
+                        {"passwd", "next"}, {"password_confirm", ""}, {"disable_dtv", "yes"}};
   return answers;
 }
 

@@ -47,7 +47,7 @@ struct Result {
 
 // Runs a program of the build with its standard input from a file and both outputs into files.
 Result RunProgram(std::vector<std::string> command, std::vector<std::string> environment,
-           const std::string& input) {
+                  const std::string& input) {
   const std::string scratch = kRoot + "/scratch";
   WriteFile(scratch + ".in", input);
   command[0] = BUILD_DIR "/" + command[0];
@@ -81,8 +81,8 @@ Result RunProgram(std::vector<std::string> command, std::vector<std::string> env
 std::string Encode(const Parameters& parameters) {
   std::string form;
   for (const auto& [name, value] : parameters) {
-    char* encoded = g_uri_escape_bytes(reinterpret_cast<const guint8*>(value.data()), value.size(),
-                                       nullptr);
+    char* encoded =
+        g_uri_escape_bytes(reinterpret_cast<const guint8*>(value.data()), value.size(), nullptr);
     form += (form.empty() ? "" : "&") + name + "=" + encoded;
     g_free(encoded);
   }
@@ -152,11 +152,13 @@ TEST_F(Program, MalformedRequestsAreRefusedBeforeAnythingRuns) {
            {"field without a value", {"QUERY_STRING=action=save&share"}, ""},
            {"raw NUL", {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=22"}, save + "\0x"s},
            {"short body", {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=21"}, save},
-           {"large body", {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=65537"},
+           {"large body",
+            {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=65537"},
             save + std::string(65517, 'x')},
            {"length is text", {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=many"}, save},
            {"negative length", {"REQUEST_METHOD=POST", form, "CONTENT_LENGTH=-1"}, save},
-           {"JSON", {"REQUEST_METHOD=POST", "CONTENT_TYPE=application/json", "CONTENT_LENGTH=20"},
+           {"JSON",
+            {"REQUEST_METHOD=POST", "CONTENT_TYPE=application/json", "CONTENT_LENGTH=20"},
             save},
            {"another form type",
             {"REQUEST_METHOD=POST", "CONTENT_TYPE=application/x-www-form-urlencoded2",
@@ -188,15 +190,18 @@ TEST_F(Program, FormsAreDecodedWhereverTheyStand) {
   };
   for (const Row& row : std::vector<Row>{
            {"query", {"QUERY_STRING=action=load"}, ""},
-           {"query of a post without a body", {"REQUEST_METHOD=POST", "QUERY_STRING=action=load"}, ""},
+           {"query of a post without a body",
+            {"REQUEST_METHOD=POST", "QUERY_STRING=action=load"},
+            ""},
            {"body before query",
             {"REQUEST_METHOD=POST", "QUERY_STRING=action=no&x=1", type, "CONTENT_LENGTH=11"},
             load},
            {"type in capitals, with a parameter",
-            {"REQUEST_METHOD=POST",
-             "CONTENT_TYPE=Application/X-WWW-Form-Urlencoded; charset=UTF-8", "CONTENT_LENGTH=11"},
+            {"REQUEST_METHOD=POST", "CONTENT_TYPE=Application/X-WWW-Form-Urlencoded; charset=UTF-8",
+             "CONTENT_LENGTH=11"},
             load},
-           {"more input than the body", {"REQUEST_METHOD=POST", type, "CONTENT_LENGTH=11"},
+           {"more input than the body",
+            {"REQUEST_METHOD=POST", type, "CONTENT_LENGTH=11"},
             load + "&action=no"}}) {
     SCOPED_TRACE(row.name);
     std::vector<std::string> environment = row.environment;
@@ -281,7 +286,8 @@ TEST_F(Program, TextsAreStoredAndReadBackByteForByte) {
     const Json::Value data = Load();
     EXPECT_EQ(data["account"], text);
     EXPECT_EQ(data["dtv_destination"], "/music/" + text);
-    EXPECT_EQ(TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, "disable_dtv", text.c_str(), 0), 1);
+    EXPECT_EQ(TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, "disable_dtv", text.c_str(), 0),
+              1);
     char buffer[32];
     EXPECT_EQ(TLIBCFileGetKeyValue(SystemPaths::kDTVSettingConf, "disable_dtv", buffer, 32, 0),
               static_cast<int>(text.size()));
@@ -293,9 +299,8 @@ TEST_F(Program, TextsAreStoredAndReadBackByteForByte) {
 }
 
 TEST_F(Program, SavingTheSameAgainTouchesNothing) {
-  const Parameters parameters{{"share", "tv"},        {"subpath", "rec"},
-                              {"pre_recording", "3"}, {"account", "eve"},
-                              {"passwd", "secret"},   {"disable_dtv", "yes"}};
+  const Parameters parameters{{"share", "tv"},    {"subpath", "rec"},   {"pre_recording", "3"},
+                              {"account", "eve"}, {"passwd", "secret"}, {"disable_dtv", "yes"}};
   EXPECT_EQ(Save(parameters).status, 0);
   EXPECT_NE(ReadFile(kRoot + "/etc/tesk/shares.conf").find("path=/volume2/tv\nindex=1"),
             std::string::npos);
@@ -319,9 +324,10 @@ TEST_F(Program, NoContentOfASettingsFileEndsTheProcess) {
   for (const std::string value : {"null", "true", "0", "-7", "18446744073709551615", "1.5", "1e300",
                                   "\"\"", "\"text\"", "[]", "[1]", "{}", "{\"a\": {}}"}) {
     std::string members;
-    for (const char* member : {"closestreaming", "pre_recording", "post_recording", "enableauth",
-                               "account", "passwd", "enable_viewer_limit", "streaminglimit", "share",
-                               "subpath", "section", "section_name", "path", "library_id"}) {
+    for (const char* member :
+         {"closestreaming", "pre_recording", "post_recording", "enableauth", "account", "passwd",
+          "enable_viewer_limit", "streaminglimit", "share", "subpath", "section", "section_name",
+          "path", "library_id"}) {
       members += (members.empty() ? "\"" : ", \"") + std::string(member) + "\": " + value;
     }
     contents.insert(contents.end(), {value, "{" + members + "}", "[{" + members + "}]",
@@ -370,7 +376,8 @@ TEST_F(Program, WhatStandsInAFilesPlaceIsNoReasonToFailInAnotherWay) {
            {"the switch is a folder", [&] { folder(SystemPaths::kDTVSettingConf); }, false},
            {"no etc folder", [&] { fs::remove_all(etc); }, false},
            {"disk full for large files", [&] { link_full(SystemPaths::kStreamConf); }, false},
-           {"disk full, unseen for small files", [&] { link_full(SystemPaths::kRecordConf); }, true},
+           {"disk full, unseen for small files", [&] { link_full(SystemPaths::kRecordConf); },
+            true},
            {"no share database", [&] { fs::remove(kRoot + "/etc/tesk/shares.conf"); }, false},
            {"no indexing tool", [&] { fs::remove(tool); }, true},
            {"the indexing tool fails and prints",
@@ -382,9 +389,8 @@ TEST_F(Program, WhatStandsInAFilesPlaceIsNoReasonToFailInAnotherWay) {
     SCOPED_TRACE(row.name);
     ResetRoot();
     row.prepare();
-    const Result result = Save({{"share", "tv"},
-                                {"account", std::string(10000, 'x')},
-                                {"disable_dtv", "yes"}});
+    const Result result =
+        Save({{"share", "tv"}, {"account", std::string(10000, 'x')}, {"disable_dtv", "yes"}});
     EXPECT_EQ(result.Body(), row.succeeds ? "{\"success\":true}\n" : "{\"success\":false}\n");
     EXPECT_EQ(result.status, row.succeeds ? 0 : 1);
     EXPECT_FALSE(Load()["DVB_conflict"].asBool());
@@ -440,7 +446,8 @@ TEST_F(Program, ThePasswordStandsInItsFileAlone) {
   WriteFile(SystemPaths::kDTVControlScript, spy);
   std::string said;
   const auto keep = [&](const Result& result) { said += result.output + result.log; };
-  keep(Save({{"share", "tv"}, {"passwd", first}, {"password_confirm", first}, {"disable_dtv", "yes"}}));
+  keep(Save(
+      {{"share", "tv"}, {"passwd", first}, {"password_confirm", first}, {"disable_dtv", "yes"}}));
   keep(Post("action=load"));
   EXPECT_EQ(Stored(SystemPaths::kStreamConf)["passwd"], first);
   keep(Save({{"share", "music"}, {"passwd", second}, {"password_confirm", first}}));
@@ -460,7 +467,8 @@ TEST_F(Program, ThePasswordStandsInItsFileAlone) {
   EXPECT_EQ(said.find("Geheim"), std::string::npos) << said;
   EXPECT_NE(ReadFile(kRoot + "/var/log/seen"), "");
   for (const auto& [file, content] : Snapshot()) {
-    EXPECT_EQ(content.find("Geheim") != std::string::npos, file == SystemPaths::kStreamConf) << file;
+    EXPECT_EQ(content.find("Geheim") != std::string::npos, file == SystemPaths::kStreamConf)
+        << file;
   }
 }
 
@@ -471,16 +479,16 @@ TEST_F(Program, PackagectlShowsUsersAndQueues) {
     const char* output;
   };
   WriteFile(SystemPaths::kIndexingQueueTmp, "A:/volume1/video/film.mkv\n");
-  for (const Row& row : std::vector<Row>{
-           {{"users"}, 0, "1002\talice\n1004\tcarol\ntotal 2\n"},
-           {{"users", "--offset", "1", "--limit", "5"}, 0, "1004\tcarol\ntotal 2\n"},
-           {{"users", "--limit=0"}, 0, "total 2\n"},
-           {{"queued", "/volume1/video/film.mkv"}, 0, "queued\n"},
-           {{"queued", "/volume1/video"}, 1, "not queued\n"},
-           {{"queued"}, 2, ""},
-           {{"users", "more"}, 2, ""},
-           {{"users", "--limit", "many"}, 2, ""},
-           {{}, 2, ""}}) {
+  for (const Row& row :
+       std::vector<Row>{{{"users"}, 0, "1002\talice\n1004\tcarol\ntotal 2\n"},
+                        {{"users", "--offset", "1", "--limit", "5"}, 0, "1004\tcarol\ntotal 2\n"},
+                        {{"users", "--limit=0"}, 0, "total 2\n"},
+                        {{"queued", "/volume1/video/film.mkv"}, 0, "queued\n"},
+                        {{"queued", "/volume1/video"}, 1, "not queued\n"},
+                        {{"queued"}, 2, ""},
+                        {{"users", "more"}, 2, ""},
+                        {{"users", "--limit", "many"}, 2, ""},
+                        {{}, 2, ""}}) {
     std::vector<std::string> command{"packagectl"};
     command.insert(command.end(), row.arguments.begin(), row.arguments.end());
     const Result result = RunProgram(command, {}, "");

@@ -41,7 +41,6 @@ const std::vector<std::string> kSettingsFiles{Cinquill::SystemPaths::kFolderConf
                                               Cinquill::SystemPaths::kRecordConf,
                                               Cinquill::SystemPaths::kStreamConf};
 
-
 void RecordChangedFiles() {
   for (const std::string& path : kSettingsFiles) {
     const std::string content = ReadFile(path);
@@ -132,7 +131,8 @@ Outcome Perform(const Answers& answers) {
       report["journal"].append(call);
     }
     const std::string text = Compact(report);
-    const bool sent = write(channel[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    const bool sent =
+        write(channel[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
     std::exit(sent ? 0 : 1);
   }
   close(channel[1]);
@@ -159,8 +159,8 @@ Outcome Perform(const Answers& answers) {
 
 }  // namespace Recording
 
-using Recording::Fails;
 using Recording::answers_;
+using Recording::Fails;
 
 // ---- The C library
 
@@ -272,7 +272,9 @@ TLIBCSzList* TLIBCSzListAlloc(int capacity) {
 }
 
 const char* TLIBCSzListGet(const TLIBCSzList* list, int index) {
-  return static_cast<const Recording::List*>(list)->items.at(static_cast<std::size_t>(index)).c_str();
+  return static_cast<const Recording::List*>(list)
+      ->items.at(static_cast<std::size_t>(index))
+      .c_str();
 }
 
 int TLIBCSzListFind(const TLIBCSzList* list, const char* item) {
@@ -317,9 +319,7 @@ int TESKShareIndexSet(int flag, const char* name) {
 
 // ---- platform/tesk_user.h
 
-TESKUserDB* TESKUserDBOpen() {
-  return Fails("user_db_open") ? nullptr : new TESKUserDB{nullptr};
-}
+TESKUserDB* TESKUserDBOpen() { return Fails("user_db_open") ? nullptr : new TESKUserDB{nullptr}; }
 
 void TESKUserDBClose(TESKUserDB* db) {
   Fails("user_db_close");
@@ -347,8 +347,9 @@ int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid) {
 }
 
 int TESKGroupIsAdminGroupMem(const char* user) {
-  return Fails(std::string("is_admin_member ") + user) ? -1
-                                                       : static_cast<int>(Recording::FindUser(user)->is_admin);
+  return Fails(std::string("is_admin_member ") + user)
+             ? -1
+             : static_cast<int>(Recording::FindUser(user)->is_admin);
 }
 
 // ---- platform/tesk_index.h

@@ -30,7 +30,7 @@ struct Answers {
   std::string stored_switch;  // empty: none is stored
   std::string probe_output = "no\n";
   std::vector<User> users;
-  int failing_call = -1;  // index in the journal of the call that fails
+  int failing_call = -1;              // index in the journal of the call that fails
   std::uint64_t file_size_limit = 0;  // Perform(): no file grows beyond, as on a full disk
 };
 

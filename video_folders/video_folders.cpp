@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <string_view>
@@ -92,7 +93,8 @@ std::string StringMember(const Json::Value& object, const char* member) {
 
 bool WriteJsonFile(const std::string& path, const Json::Value& value) {
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // the form that the files have always had
+#pragma GCC diagnostic ignored \
+    "-Wdeprecated-declarations"  // the form that the files have always had
   Json::FastWriter writer;
 #pragma GCC diagnostic pop
   std::ofstream file;
@@ -177,12 +179,8 @@ void RemoveFolder(Json::Value& folders, const std::string& share, const std::str
 }
 
 bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath) {
-  for (const Json::Value& record : folders) {
-    if (IsAt(record, share, subpath)) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(folders.begin(), folders.end(),
+                     [&](const Json::Value& record) { return IsAt(record, share, subpath); });
 }
 
 std::string GetFolderRealPath(const std::string& share, const std::string& subpath) {

@@ -70,8 +70,8 @@ void RemoveFolder(Json::Value& folders, const std::string& share, const std::str
 // Whether a record stands at exactly this place.
 bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath);
 
-// The absolute directory of a folder, by the share database: "/volume1/video/tv/rec". Empty when the
-// share cannot be looked up.
+// The absolute directory of a folder, by the share database: "/volume1/video/tv/rec". Empty when
+// the share cannot be looked up.
 std::string GetFolderRealPath(const std::string& share, const std::string& subpath);
 
 // ---- Folder conflicts
@@ -91,9 +91,9 @@ bool AddFolderIfNoConflict(Json::Value& folders, const Json::Value& record);
 // ---- Indexing services. What comes of these calls never decides about a request; nothing is
 // logged.
 
-// Tells the indexing daemons, by signal, that folders have changed: the video indexing and the video
-// metadata daemon, and with `all` the general one first. Each is tried whatever became of the one
-// before. Returns the last platform call's result.
+// Tells the indexing daemons, by signal, that folders have changed: the video indexing and the
+// video metadata daemon, and with `all` the general one first. Each is tried whatever became of the
+// one before. Returns the last platform call's result.
 int SignalIndexDaemons(bool all);
 
 // Has the indexing tool add (kIndexAdd) or remove (kIndexRemove) the folder at a real path, which
@@ -103,8 +103,8 @@ bool RunIndexTool(const std::string& path, const std::string& option);
 // ---- Index queues: is a path still waiting for the indexer?
 //
 // The queue files belong to the indexer and are only read, line by line, without a lock. A missing
-// file is an empty queue; one that cannot be opened is logged at LOG_ERR and counts as empty. A last
-// line without a line feed is still being written and is not looked at.
+// file is an empty queue; one that cannot be opened is logged at LOG_ERR and counts as empty. A
+// last line without a line feed is still being written and is not looked at.
 
 // Whether any of the indexer's four queue files holds the path.
 bool IsPathQueued(const std::string& path);

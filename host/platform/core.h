@@ -30,8 +30,8 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
 // them, as for what cannot be read.
 bool ReadRegularFile(const char* file, std::string& content);
 
-// Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`. Any
-// other failure gives null.
+// Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`.
+// Any other failure gives null.
 GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing);
 
 // Replaces the file by `key_file` in one step.

@@ -10,7 +10,7 @@
 namespace Host {
 namespace {
 
-constexpr guint64 kMaxBody = 64 * 1024;
+constexpr guint64 kMaxBody = 65536;
 constexpr std::string_view kFormType = "application/x-www-form-urlencoded";
 
 std::string_view Environment(const char* name) {
@@ -44,9 +44,8 @@ std::string ReadPostedForm(Form& form) {
   const std::string_view length_text = Environment("CONTENT_LENGTH");
   const std::string_view type = Environment("CONTENT_TYPE");
   guint64 length = 0;
-  if (!length_text.empty() &&
-      g_ascii_string_to_unsigned(length_text.data(), 10, 0, G_MAXUINT64, &length, nullptr) ==
-          FALSE) {
+  if (!length_text.empty() && g_ascii_string_to_unsigned(length_text.data(), 10, 0, G_MAXUINT64,
+                                                         &length, nullptr) == FALSE) {
     return "the length of the body is not a number";
   }
   if (length > kMaxBody) {
@@ -73,9 +72,8 @@ bool DecodeForm(std::string_view encoded, Form& form) {
       encoded.find("%00") != std::string_view::npos) {
     return false;
   }
-  const GHashTablePtr fields(g_uri_parse_params(encoded.data(),
-                                                static_cast<gssize>(encoded.size()), "&",
-                                                G_URI_PARAMS_WWW_FORM, nullptr));
+  const GHashTablePtr fields(g_uri_parse_params(encoded.data(), static_cast<gssize>(encoded.size()),
+                                                "&", G_URI_PARAMS_WWW_FORM, nullptr));
   if (fields == nullptr) {
     return false;
   }

@@ -1,5 +1,5 @@
-// Stands in for the share database: a key file with one group a share, `path` (on the appliance) and
-// `index` in it. What it does not imitate: encrypted, external and hidden shares.
+// Stands in for the share database: a key file with one group a share, `path` (on the appliance)
+// and `index` in it. What it does not imitate: encrypted, external and hidden shares.
 #include "platform/tesk_share.h"
 
 #include <string>

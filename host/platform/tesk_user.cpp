@@ -1,5 +1,6 @@
 // Stands in for the user database: passwd(5) and group(5) files, and the application privileges in
-// the form of group(5). What it does not imitate: domain accounts, primary groups, expired accounts.
+// the form of group(5). What it does not imitate: domain accounts, primary groups, expired
+// accounts.
 #include "platform/tesk_user.h"
 
 #include <pwd.h>

@@ -3,11 +3,12 @@
 #include "platform/tlibc.h"
 
 #include <glib.h>
-#include <signal.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
