@@ -49,6 +49,16 @@ need_web_server() {
   need lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux
 }
 
+# The browser's driver and the accessibility scanner of the page tests, as tests/page locks them.
+need_page_test_packages() {
+  need node=nodejs npm=npm chromium=chromium
+  if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then
+    echo "installing the page tests' packages" >&2
+    npm ci --prefix tests/page --ignore-scripts --no-audit --no-fund > /dev/null ||
+      die "npm could not install the page tests' packages; with a network, try again"
+  fi
+}
+
 # build PRESET [CMAKE OPTION...]: prints the build's output only when it fails.
 build() {
   local log
