@@ -1,5 +1,6 @@
-# Sourced by run, test and .ci/run: installs what is missing on a Debian machine.
+# Sourced by run, test and .ci/run: installs what is missing on a Debian machine, and builds.
 # shellcheck shell=bash
+# shellcheck disable=SC2034 # the lists are for those who source this file
 
 export PATH="$PATH:/usr/sbin:/sbin" # where Debian keeps servers; not in everybody's PATH
 die() {
@@ -40,18 +41,14 @@ need() {
   rm -f "$log"
 }
 
-need_build_tools() {
-  need pkg-config=pkg-config # before the probes that ask it
-  need c++=g++ cmake=cmake ninja=ninja-build jsoncpp.pc=libjsoncpp-dev glib-2.0.pc=libglib2.0-dev
-}
+to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.pc=libjsoncpp-dev glib-2.0.pc=libglib2.0-dev)
+to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
+to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
 
-need_web_server() {
-  need lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux
-}
+need_build_tools() { need "${to_build[@]}"; } # TEMPORARY
 
 # The browser's driver and the accessibility scanner of the page tests, as tests/page locks them.
 need_page_test_packages() {
-  need node=nodejs npm=npm chromium=chromium
   if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then
     echo "installing the page tests' packages" >&2
     npm ci --prefix tests/page --ignore-scripts --no-audit --no-fund > /dev/null ||
