@@ -1,0 +1,94 @@
+// The real web server with the page and the program, and the appliance's files that they use.
+
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { existsSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
+import { createServer } from 'node:net';
+import { join, resolve } from 'node:path';
+import { createInterface } from 'node:readline';
+import { fileURLToPath } from 'node:url';
+
+if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
+const buildFolder = resolve(process.env.BUILD_DIR);
+const inRoot = (path) => join(buildFolder, 'root', path);
+const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
+
+export const screenshots = join(buildFolder, 'screenshots');
+
+async function findFreePort() {
+  const probe = createServer().listen(0, '127.0.0.1');
+  await once(probe, 'listening');
+  const { port } = probe.address();
+  probe.close();
+  return port;
+}
+
+// The server ends with this process, also when this one is killed.
+async function launch(...parameters) {
+  const serve = fileURLToPath(new URL('../../host/serve', import.meta.url));
+  const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], { stdio: ['ignore', 'pipe', 'inherit'] });
+  let password;
+  for await (const line of createInterface({ input: child.stdout })) {
+    password ??= line.match(/^password: (.*)$/)?.[1];
+    if (line.startsWith('ready: ')) return { child, password };
+  }
+  throw new Error('the server ended before it was ready');
+}
+
+export async function startServer() {
+  const port = await findFreePort();
+  let { child, password } = await launch('--port', port, '--reset');
+  return {
+    url: `http://127.0.0.1:${port}/`,
+    credentials: { username: 'admin', password },
+    async stop() {
+      if (child.kill()) await once(child, 'exit');
+    },
+    async startAgain() {
+      ({ child } = await launch('--port', port));
+    },
+  };
+}
+
+export function readSettings(name) {
+  const text = readFileSync(inSettings(name), 'utf8');
+  return name.startsWith('dtv_') ? text : JSON.parse(text);
+}
+
+export function folder(share, subpath, section = 'tv_record') {
+  return { share, subpath, section, section_name: section, path: `/${share}/${subpath}` };
+}
+
+// Stores a whole state, usual but for what is named here.
+export function store({ folders, stream, tunerConflict = false } = {}) {
+  const usualStream = { enableauth: 'yes', account: 'viewer', passwd: 'old', enable_viewer_limit: 'yes', streaminglimit: 4 };
+  const files = {
+    'folder.conf': folders ?? [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
+    'record.conf': { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
+    'stream.conf': stream ?? usualStream,
+  };
+  for (const [name, content] of Object.entries(files)) writeFileSync(inSettings(name), JSON.stringify(content));
+  writeFileSync(inSettings('dtv_setting.conf'), '[settings]\ndisable_dtv=no\n');
+  rmSync(inRoot('etc/tesk/dvb_conflict'), { force: true });
+  if (tunerConflict) writeFileSync(inRoot('etc/tesk/dvb_conflict'), '');
+}
+
+export const controlScript = 'var/packages/Cinquill/scripts/teskdtv.sh';
+export const indexTool = 'usr/tesk/bin/teskindex';
+
+// Makes a program that a save runs wait, ten seconds at most, until it is released: the save then
+// takes as long as a test needs.
+export function hold(program) {
+  const script = inRoot(program);
+  const original = `${script}.original`;
+  const held = inRoot('var/run/held');
+  renameSync(script, original);
+  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
+  return {
+    isHeld: () => existsSync(held),
+    release() {
+      rmSync(held, { force: true });
+      if (existsSync(original)) renameSync(original, script);
+    },
+  };
+}
