@@ -1,10 +1,8 @@
 #include "dtv_manage/dtv_manage.h"
 
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include <algorithm>
-#include <sstream>
 
 #include "platform/system_paths.h"
 #include "tests/recording_platform.h"
@@ -13,52 +11,39 @@
 namespace Cinquill::CGI {
 namespace {
 
+using namespace std::string_literals;
 using Recording::Answers;
 using Recording::Journal;
 using Recording::Outcome;
-using Recording::Perform;
-using Parameters = std::map<std::string, std::string>;
+using SystemPaths::kFolderConf;
+using SystemPaths::kRecordConf;
+using SystemPaths::kStreamConf;
 
-Json::Value Parse(const std::string& text) {
-  Json::Value value;
-  std::istringstream(text) >> value;
-  return value;
+const Journal kAnswer{"header text/plain; charset=\"UTF-8\"", "body"};
+
+Outcome Perform(const std::string& request, Answers answers = {}) {
+  answers.request = request;
+  return Recording::Perform(answers);
 }
 
-Outcome Request(Parameters parameters, Answers answers = {}) {
-  answers.parameters = std::move(parameters);
-  return Perform(answers);
-}
+Outcome Save(const std::string& parameters) { return Perform("action=save&" + parameters); }
 
-Outcome Load(Answers answers = {}) { return Request({{"action", "load"}}, std::move(answers)); }
-
-Outcome Save(Parameters parameters, Answers answers = {}) {
-  parameters["action"] = "save";
-  return Request(std::move(parameters), std::move(answers));
-}
+Json::Value Stored(const char* file) { return Parse(ReadFile(file)); }
 
 class DTVManageTest : public testing::Test {
  protected:
   void SetUp() override { ResetRoot(); }
-
-  static void StoreFolders(const std::string& json) { WriteFile(SystemPaths::kFolderConf, json); }
-  static void StoreRecord(const std::string& json) { WriteFile(SystemPaths::kRecordConf, json); }
-  static void StoreStream(const std::string& json) { WriteFile(SystemPaths::kStreamConf, json); }
-  static Json::Value Folders() { return Parse(ReadFile(SystemPaths::kFolderConf)); }
-  static Json::Value Record() { return Parse(ReadFile(SystemPaths::kRecordConf)); }
-  static Json::Value Stream() { return Parse(ReadFile(SystemPaths::kStreamConf)); }
 };
 
 TEST_F(DTVManageTest, OnlyTheTwoActionsAreServed) {
-  for (const char* action : {"", "Load", "load ", "save\n", "delete"}) {
+  for (const char* action :
+       {"", "action=", "action=Load", "action=load ", "action=save\n", "action=delete"}) {
     SCOPED_TRACE(action);
-    const Outcome outcome = Request({{"action", action}});
+    const Outcome outcome = Perform(action);
     EXPECT_FALSE(outcome.succeeded);
     EXPECT_EQ(outcome.answer, Parse(R"({"success": false})"));
-    EXPECT_EQ(outcome.journal, (Journal{"check_authorized", "is_admin",
-                                        "header text/plain; charset=\"UTF-8\"", "body"}));
+    EXPECT_EQ(outcome.journal, (Journal{"check_authorized", "is_admin", kAnswer[0], kAnswer[1]}));
   }
-  EXPECT_EQ(Request({}).answer, Parse(R"({"success": false})"));
 }
 
 // ---- Load
@@ -70,67 +55,67 @@ TEST_F(DTVManageTest, EachGroupOfLoadHangsOnTheOtherGroupsFile) {
       "enable_viewer_limit": "yes", "streaminglimit": 9})";
   struct Row {
     const char* name;
-    std::string record;
-    std::string stream;
-    std::string settings;
+    std::string record, stream;
+    bool closestreaming;
+    int pre_recording, post_recording;
+    bool enableauth;
+    const char* account;  // null: neither account nor placeholders
+    bool enable_viewer_limit;
+    int streaming_limit;
   };
   for (const Row& row : std::vector<Row>{
-           {"neither", "", "", R"({"closestreaming": false, "pre_recording": 180,
-               "post_recording": 120, "enableauth": false, "enable_viewer_limit": false,
-               "streaming_limit": 1})"},
-           {"stream only", "", stream, R"({"closestreaming": false, "pre_recording": 0,
-               "post_recording": 0, "enableauth": false, "enable_viewer_limit": false,
-               "streaming_limit": 1})"},
-           {"record only", record, "", R"({"closestreaming": false, "pre_recording": 180,
-               "post_recording": 120, "enableauth": false, "account": null, "passwd": "24681357",
-               "password_confirm": "75318642", "enable_viewer_limit": false,
-               "streaming_limit": 0})"},
-           {"both", record, stream, R"({"closestreaming": true, "pre_recording": 5,
-               "post_recording": 6, "enableauth": true, "account": "eve", "passwd": "24681357",
-               "password_confirm": "75318642", "enable_viewer_limit": true,
-               "streaming_limit": 9})"},
+           {"neither", "", "", false, 180, 120, false, nullptr, false, 1},
+           {"stream only", "", stream, false, 0, 0, false, nullptr, false, 1},
+           {"record only", record, "", false, 180, 120, false, "null", false, 0},
+           {"both", record, stream, true, 5, 6, true, "\"eve\"", true, 9},
            {"near misses",
             R"({"closestreaming": "Yes", "pre_recording": "10", "post_recording": 3000000000})",
             R"({"enableauth": true, "account": {"a": 1}, "enable_viewer_limit": ["yes"],
                 "streaminglimit": 2.9})",
-            R"({"closestreaming": false, "pre_recording": 0, "post_recording": 0,
-                "enableauth": false, "account": {"a": 1}, "passwd": "24681357",
-                "password_confirm": "75318642", "enable_viewer_limit": false,
-                "streaming_limit": 2})"},
-           {"no objects count as missing", "[]", "7", R"({"closestreaming": false,
-               "pre_recording": 180, "post_recording": 120, "enableauth": false,
-               "enable_viewer_limit": false, "streaming_limit": 1})"}}) {
+            false, 0, 0, false, R"({"a": 1})", false, 2},
+           {"no objects count as missing", "[]", "7", false, 180, 120, false, nullptr, false, 1}}) {
     SCOPED_TRACE(row.name);
     ResetRoot();
     if (!row.record.empty()) {
-      StoreRecord(row.record);
+      WriteFile(kRecordConf, row.record);
     }
     if (!row.stream.empty()) {
-      StoreStream(row.stream);
+      WriteFile(kStreamConf, row.stream);
     }
-    Json::Value expected = Parse(row.settings);
+    Json::Value expected;
+    expected["closestreaming"] = row.closestreaming;
+    expected["pre_recording"] = row.pre_recording;
+    expected["post_recording"] = row.post_recording;
+    expected["enableauth"] = row.enableauth;
+    if (row.account != nullptr) {
+      expected["account"] = Parse(row.account);
+      expected["passwd"] = "24681357";
+      expected["password_confirm"] = "75318642";
+    }
+    expected["enable_viewer_limit"] = row.enable_viewer_limit;
+    expected["streaming_limit"] = row.streaming_limit;
     expected["dtv_destination"] = "";
     expected["disable_dtv"] = false;
     expected["DVB_conflict"] = false;
-    const Outcome outcome = Load();
+    const Outcome outcome = Perform("action=load");
     EXPECT_TRUE(outcome.succeeded);
     EXPECT_EQ(outcome.answer["data"], expected);
   }
 }
 
 TEST_F(DTVManageTest, LoadAsksInAFixedOrder) {
-  StoreFolders(
-      R"([{"section": "tv_record", "share": "video", "subpath": "tv/rec", "path": "/x"}])");
+  WriteFile(kFolderConf,
+            R"([{"section": "tv_record", "share": "video", "subpath": "tv/rec", "path": "/x"}])");
   Answers answers;
   answers.stored_switch = "yes";
-  const Outcome outcome = Load(answers);
+  const Outcome outcome = Perform("action=load", answers);
   EXPECT_EQ(outcome.answer["data"]["dtv_destination"], "/video/tv/rec");
   EXPECT_EQ(outcome.answer["data"]["disable_dtv"], true);
   const std::string etc = "/var/packages/Cinquill/etc/";
   EXPECT_EQ(outcome.journal,
             (Journal{"check_authorized", "is_admin", "read " + etc + "folder.conf",
                      "read " + etc + "stream.conf", "read " + etc + "record.conf",
-                     "check " + etc + "dtv_setting.conf disable_dtv=yes 0",
+                     "check " + etc + "dtv_setting.conf disable_dtv yes 0",
                      "popen /var/packages/Cinquill/scripts/check-dvb-conflict.sh check r", "pclose",
                      "header text/plain; charset=\"UTF-8\"", "body"}));
 }
@@ -156,7 +141,7 @@ TEST_F(DTVManageTest, OnlyTheLineYesIsAConflict) {
     SCOPED_TRACE(row.output);
     Answers answers;
     answers.probe_output = row.output;
-    const Outcome outcome = Load(answers);
+    const Outcome outcome = Perform("action=load", answers);
     EXPECT_EQ(outcome.answer["data"]["DVB_conflict"], row.conflict);
     EXPECT_EQ(std::count(outcome.journal.begin(), outcome.journal.end(), log), row.output.empty());
     EXPECT_EQ(std::count(outcome.journal.begin(), outcome.journal.end(), "pclose"), 1);
@@ -166,9 +151,9 @@ TEST_F(DTVManageTest, OnlyTheLineYesIsAConflict) {
 // ---- Save
 
 TEST_F(DTVManageTest, SaveRunsTheSaversInOrder) {
-  StoreFolders(R"([{"section": "tv_record", "share": "gone", "subpath": "old", "note": 1},
+  WriteFile(kFolderConf, R"([{"section": "tv_record", "share": "gone", "subpath": "old", "note": 1},
                    {"section": "movie", "share": "photo", "subpath": "m"}])");
-  const Outcome outcome = Save({{"share", "video"}, {"subpath", "tv"}, {"disable_dtv", "yes"}});
+  const Outcome outcome = Save("share=video&subpath=tv&disable_dtv=yes");
   EXPECT_TRUE(outcome.succeeded);
   EXPECT_EQ(outcome.answer, Parse(R"({"success": true})"));
   const std::string etc = "/var/packages/Cinquill/etc/";
@@ -191,11 +176,11 @@ TEST_F(DTVManageTest, SaveRunsTheSaversInOrder) {
                      "read " + etc + "stream.conf",
                      "changed stream.conf",
                      "get " + etc + "dtv_setting.conf disable_dtv 0",
-                     "set " + etc + "dtv_setting.conf disable_dtv=yes 0",
+                     "set " + etc + "dtv_setting.conf disable_dtv yes 0",
                      "system /var/packages/Cinquill/scripts/teskdtv.sh stop FORCE > /dev/null",
                      "header text/plain; charset=\"UTF-8\"",
                      "body"}));
-  EXPECT_EQ(Folders(), Parse(R"([
+  EXPECT_EQ(Stored(kFolderConf), Parse(R"([
       {"section": "movie", "share": "photo", "subpath": "m", "path": "/photo/m"},
       {"section": "tv_record", "section_name": "TV Recorder", "share": "video", "subpath": "tv",
        "path": "/video/tv"}])"));
@@ -227,21 +212,21 @@ TEST_F(DTVManageTest, DestinationIsReplacedUnlessItOverlaps) {
             "tv/new", Row::kReplaced}}) {
     SCOPED_TRACE(row.name);
     ResetRoot();
-    StoreFolders("[" + row.stored + "]");
-    const std::string before = ReadFile(SystemPaths::kFolderConf);
-    const Outcome outcome = Save({{"share", row.share}, {"subpath", row.subpath}});
+    WriteFile(kFolderConf, "[" + row.stored + "]");
+    const std::string before = ReadFile(kFolderConf);
+    const Outcome outcome = Save("share="s + row.share + "&subpath=" + row.subpath);
     EXPECT_EQ(outcome.succeeded, row.result != Row::kRefused);
     const bool tool_ran = std::any_of(outcome.journal.begin(), outcome.journal.end(),
                                       [](const std::string& call) { return call[0] == 'e'; });
     EXPECT_EQ(tool_ran, row.result == Row::kReplaced);
     if (row.result == Row::kReplaced) {
-      const Json::Value folders = Folders();
+      const Json::Value folders = Stored(kFolderConf);
       EXPECT_EQ(folders[folders.size() - 1]["share"], row.share);
       EXPECT_EQ(folders[folders.size() - 1]["subpath"], row.subpath);
       continue;
     }
-    EXPECT_EQ(ReadFile(SystemPaths::kFolderConf), before);
-    EXPECT_EQ(ReadFile(SystemPaths::kRecordConf).empty(), row.result == Row::kRefused);
+    EXPECT_EQ(ReadFile(kFolderConf), before);
+    EXPECT_EQ(ReadFile(kRecordConf).empty(), row.result == Row::kRefused);
     if (row.result == Row::kRefused) {
       EXPECT_EQ(outcome.answer, Parse(R"({"success": false,
           "errinfo": {"sec": "error", "key": "error_duplicate_path"}})"));
@@ -252,30 +237,29 @@ TEST_F(DTVManageTest, DestinationIsReplacedUnlessItOverlaps) {
 
 TEST_F(DTVManageTest, RecordingOptionsAreConvertedAsStored) {
   struct Row {
-    Parameters parameters;
+    const char* parameters;
     const char* stored;
   };
   for (const Row& row : std::vector<Row>{
-           {{}, R"({"closestreaming": "no", "pre_recording": 0, "post_recording": 0})"},
-           {{{"closestreaming", "true"}, {"pre_recording", " +15min"}, {"post_recording", "-5"}},
+           {"", R"({"closestreaming": "no", "pre_recording": 0, "post_recording": 0})"},
+           {"closestreaming=true&pre_recording= +15min&post_recording=-5",
             R"({"closestreaming": "yes", "pre_recording": 15, "post_recording": -5})"},
-           {{{"closestreaming", "TRUE"}, {"pre_recording", "abc"}, {"post_recording", "0x10"}},
+           {"closestreaming=TRUE&pre_recording=abc&post_recording=0x10",
             R"({"closestreaming": "no", "pre_recording": 0, "post_recording": 0})"},
-           {{{"closestreaming", "true "},
-             {"pre_recording", "2147483648"},
-             {"post_recording", "-99999999999999999999"}},
+           {"closestreaming=true &pre_recording=2147483648&post_recording=-99999999999999999999",
             R"({"closestreaming": "no", "pre_recording": 2147483647,
                 "post_recording": -2147483648})"}}) {
     SCOPED_TRACE(row.stored);
-    StoreRecord(R"({"other": [1, {"kept": true}], "pre_recording": "10"})");
+    WriteFile(kRecordConf, R"({"other": [1, {"kept": true}], "pre_recording": "10"})");
     Json::Value expected = Parse(row.stored);
     expected["other"] = Parse(R"([1, {"kept": true}])");
     EXPECT_TRUE(Save(row.parameters).succeeded);
-    EXPECT_EQ(Record(), expected);
+    EXPECT_EQ(Stored(kRecordConf), expected);
   }
-  StoreRecord(R"({"closestreaming": "no", "pre_recording": "10", "post_recording": 0})");
-  Save({{"pre_recording", "10"}});
-  EXPECT_EQ(Record()["pre_recording"], 10) << "the same text in another type is a change";
+  WriteFile(kRecordConf, R"({"closestreaming": "no", "pre_recording": "10", "post_recording": 0})");
+  Save("pre_recording=10");
+  EXPECT_EQ(Stored(kRecordConf)["pre_recording"], 10)
+      << "the same text in another type is a change";
 }
 
 TEST_F(DTVManageTest, PasswordAndAccountAreKeptUnlessEnteredAnew) {
@@ -296,28 +280,25 @@ TEST_F(DTVManageTest, PasswordAndAccountAreKeptUnlessEnteredAnew) {
                                          {"new", "different", "", "new", "eve"},
                                          {"75318642", "24681357", "", "75318642", "eve"}}) {
     SCOPED_TRACE(testing::Message() << row.passwd << " " << row.confirm << " " << row.account);
-    StoreStream(R"({"passwd": "old", "account": "eve", "other": 1.5})");
-    EXPECT_TRUE(Save({{"passwd", row.passwd},
-                      {"password_confirm", row.confirm},
-                      {"account", row.account},
-                      {"enableauth", "yes"},
-                      {"enable_viewer_limit", "true"},
-                      {"streaming_limit", "-3"}})
+    WriteFile(kStreamConf, R"({"passwd": "old", "account": "eve", "other": 1.5})");
+    const std::string passwords = "passwd="s + row.passwd + "&password_confirm=" + row.confirm;
+    EXPECT_TRUE(Save(passwords + "&account=" + row.account +
+                     "&enableauth=yes&enable_viewer_limit=true&streaming_limit=-3")
                     .succeeded);
     Json::Value expected = Parse(R"({"enableauth": "no", "enable_viewer_limit": "yes",
         "streaminglimit": -3, "other": 1.5})");
     expected["passwd"] = row.stored_passwd;
     expected["account"] = row.stored_account;
-    EXPECT_EQ(Stream(), expected);
+    EXPECT_EQ(Stored(kStreamConf), expected);
   }
-  StoreStream("null");
-  EXPECT_TRUE(Save({}).succeeded);
-  EXPECT_EQ(Stream(), Parse(R"({"enableauth": "no", "enable_viewer_limit": "no",
+  WriteFile(kStreamConf, "null");
+  EXPECT_TRUE(Save("").succeeded);
+  EXPECT_EQ(Stored(kStreamConf), Parse(R"({"enableauth": "no", "enable_viewer_limit": "no",
       "streaminglimit": 1})"));
 }
 
 TEST_F(DTVManageTest, SwitchStopsOrStartsTheServiceWhenItChanges) {
-  const std::string set = "set /var/packages/Cinquill/etc/dtv_setting.conf disable_dtv=";
+  const std::string set = "set /var/packages/Cinquill/etc/dtv_setting.conf disable_dtv ";
   const std::string run = "system /var/packages/Cinquill/scripts/teskdtv.sh ";
   struct Row {
     const char* stored;
@@ -338,7 +319,7 @@ TEST_F(DTVManageTest, SwitchStopsOrStartsTheServiceWhenItChanges) {
     SCOPED_TRACE(testing::Message() << row.stored << " -> " << row.requested);
     Answers answers;
     answers.stored_switch = row.stored;
-    Journal calls = Save({{"disable_dtv", row.requested}}, answers).journal;
+    Journal calls = Perform("action=save&disable_dtv="s + row.requested, answers).journal;
     calls.erase(calls.begin(),
                 std::find_if(calls.begin(), calls.end(),
                              [](const std::string& call) { return call.rfind("get ", 0) == 0; }));
@@ -349,7 +330,7 @@ TEST_F(DTVManageTest, SwitchStopsOrStartsTheServiceWhenItChanges) {
         expected.push_back(run + row.word + " FORCE > /dev/null");
       }
     }
-    expected.insert(expected.end(), {"header text/plain; charset=\"UTF-8\"", "body"});
+    expected.insert(expected.end(), kAnswer.begin(), kAnswer.end());
     EXPECT_EQ(calls, expected);
   }
 }

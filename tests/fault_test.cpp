@@ -76,8 +76,8 @@ Answers Request(const std::string& action) {
   WriteFile(SystemPaths::kStreamConf, R"({"passwd": "secret"})");
   Answers answers;
   answers.stored_switch = "no";
-  answers.parameters = {{"action", action}, {"share", "music"},       {"subpath", "tv"},
-                        {"passwd", "next"}, {"password_confirm", ""}, {"disable_dtv", "yes"}};
+  answers.request =
+      "action=" + action + "&share=music&subpath=tv&passwd=next&password_confirm=&disable_dtv=yes";
   return answers;
 }
 

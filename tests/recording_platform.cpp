@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <cstring>
+#include <fstream>
+#include <map>
 #include <sstream>
 
 #include "dtv_manage/dtv_manage.h"
@@ -28,64 +28,53 @@
 namespace Recording {
 namespace {
 
-using Cinquill::SystemPaths::kRoot;
+namespace Paths = Cinquill::SystemPaths;
 
 Answers answers_;
+std::map<std::string, std::string> parameters_;
 Journal journal_;
 std::string answer_;
 std::map<std::string, std::string> settings_;
 int lists_ = 0;
 
-const std::vector<std::string> kSettingsFiles{Cinquill::SystemPaths::kFolderConf,
-                                              Cinquill::SystemPaths::kRecordConf,
-                                              Cinquill::SystemPaths::kStreamConf};
-
-void RecordChangedFiles() {
-  for (const std::string& path : kSettingsFiles) {
+// Tells which settings files are other than they were.
+std::vector<std::string> ChangedFiles() {
+  std::vector<std::string> changed;
+  for (const std::string path : {Paths::kFolderConf, Paths::kRecordConf, Paths::kStreamConf}) {
     const std::string content = ReadFile(path);
     if (std::exchange(settings_[path], content) != content) {
-      journal_.push_back("changed " + path.substr(path.rfind('/') + 1));
+      changed.push_back("changed " + path.substr(path.rfind('/') + 1));
     }
   }
+  return changed;
 }
 
-// Adds a call to the journal; true when it is the one that fails.
-bool Fails(std::string call) {
-  RecordChangedFiles();
-  const std::string root = kRoot;
-  for (std::size_t at = call.find(root); at != std::string::npos; at = call.find(root)) {
-    call.erase(at, root.size());
+// Adds a call to the journal, its words joined by blanks; true when it is the one that fails.
+template <typename... Words>
+bool Fails(const Words&... words) {
+  std::ostringstream joined;
+  ((joined << ' ' << words), ...);
+  std::string call = joined.str().substr(1);
+  for (std::size_t at; (at = call.find(Paths::kRoot)) != std::string::npos;) {
+    call.erase(at, std::strlen(Paths::kRoot));
+  }
+  for (const std::string& change : ChangedFiles()) {
+    journal_.push_back(change);
   }
   journal_.push_back(call);
   return static_cast<int>(journal_.size()) - 1 == answers_.failing_call;
 }
 
-void LimitFileSize(std::uint64_t bytes) {
-  const rlimit limit{bytes, RLIM_INFINITY};
-  if (bytes > 0) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-}
-
-std::string Compact(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
-}
-
-const User* FindUser(const std::string& name) {
-  for (const User& user : answers_.users) {
-    if (user.name == name) {
-      return &user;
-    }
-  }
-  return nullptr;
+const User& FindUser(const std::string& name) {
+  return *std::find_if(answers_.users.begin(), answers_.users.end(),
+                       [&](const User& user) { return user.name == name; });
 }
 
 struct List : TLIBCSzList {
   std::vector<std::string> items;
 };
+
+const List& Full(const TLIBCSzList* list) { return *static_cast<const List*>(list); }
 
 List* NewList(const std::vector<std::string>& items) {
   ++lists_;
@@ -95,15 +84,41 @@ List* NewList(const std::vector<std::string>& items) {
   return list;
 }
 
+void LimitFileSize(std::uint64_t bytes) {
+  const rlimit limit{bytes, RLIM_INFINITY};
+  std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+const std::string kJournalFile = std::string(Paths::kRoot) + "/journal";
+const std::string kAnswerFile = std::string(Paths::kRoot) + "/answer";
+
+[[noreturn]] void PerformAndExit(const Answers& answers) {
+  Start(answers);
+  if (answers.file_size_limit > 0) {
+    LimitFileSize(answers.file_size_limit);
+  }
+  const bool succeeded = Cinquill::CGI::DTVManage().Run();
+  std::ofstream file(kJournalFile);
+  for (const std::string& call : journal_) {
+    file << call << '\n';
+  }
+  file.close();
+  WriteFile(kAnswerFile, answer_);
+  std::exit(succeeded ? 0 : 1);
+}
+
 }  // namespace
 
 void Start(const Answers& answers) {
   answers_ = answers;
+  std::istringstream request(answers.request);
+  for (std::string field; std::getline(request, field, '&');) {
+    parameters_[field.substr(0, field.find('='))] = field.substr(field.find('=') + 1);
+  }
+  ChangedFiles();
   journal_.clear();
   lists_ = 0;
-  for (const std::string& path : kSettingsFiles) {
-    settings_[path] = ReadFile(path);
-  }
 }
 
 const Journal& Calls() { return journal_; }
@@ -113,45 +128,19 @@ const std::string& Answer() { return answer_; }
 int ListsOutstanding() { return lists_; }
 
 Outcome Perform(const Answers& answers) {
-  int channel[2];
-  EXPECT_EQ(pipe(channel), 0);
   const pid_t child = fork();
   if (child == 0) {
-    close(channel[0]);
-    Start(answers);
-    LimitFileSize(answers.file_size_limit);
-    Json::Value report;
-    {
-      Cinquill::CGI::DTVManage handler;
-      report["succeeded"] = handler.Run();
-    }
-    report["answer"] = answer_;
-    for (const std::string& call : journal_) {
-      report["journal"].append(call);
-    }
-    const std::string text = Compact(report);
-    const bool sent =
-        write(channel[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    std::exit(sent ? 0 : 1);
+    PerformAndExit(answers);
   }
-  close(channel[1]);
-  FILE* stream = fdopen(channel[0], "r");
-  std::string text;
-  for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
-    text += static_cast<char>(c);
-  }
-  std::fclose(stream);
   int status = 0;
   waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0) << "the process of the request did not end well";
-
-  Json::Value report;
+  EXPECT_TRUE(status == 0 || status == W_EXITCODE(1, 0)) << "the process did not end well";
   Outcome outcome;
-  std::istringstream(text) >> report;
-  std::istringstream(report["answer"].asString()) >> outcome.answer;
-  outcome.succeeded = report["succeeded"].asBool();
-  for (const Json::Value& call : report["journal"]) {
-    outcome.journal.push_back(call.asString());
+  outcome.succeeded = status == 0;
+  outcome.answer = Parse(ReadFile(kAnswerFile));
+  std::ifstream file(kJournalFile);
+  for (std::string call; std::getline(file, call);) {
+    outcome.journal.push_back(call);
   }
   return outcome;
 }
@@ -174,11 +163,11 @@ extern "C" void __wrap_syslog(int priority, const char* format, ...) {
   int length = 0;
   EXPECT_EQ(std::sscanf(line, "%31[a-z_]:%d %n", module, &number, &length), 2) << line;
   EXPECT_GT(number, 0);
-  Fails("log " + std::to_string(priority) + " " + module + ": " + (line + length));
+  Fails("log", priority, std::string(module) + ":", line + length);
 }
 
 extern "C" FILE* __wrap_popen(const char* command, const char* mode) {
-  if (Fails(std::string("popen ") + command + " " + mode)) {
+  if (Fails("popen", command, mode)) {
     return nullptr;
   }
   FILE* output = std::tmpfile();
@@ -192,9 +181,7 @@ extern "C" int __wrap_pclose(FILE* stream) {
   return std::fclose(stream);
 }
 
-extern "C" int __wrap_system(const char* command) {
-  return Fails(std::string("system ") + command) ? -1 : 0;
-}
+extern "C" int __wrap_system(const char* command) { return Fails("system", command) ? -1 : 0; }
 
 // ---- platform/webcgi.h
 
@@ -211,28 +198,26 @@ int TESK::WebCGI::CheckAuthorized() { return Fails("check_authorized") ? -1 : an
 int TESK::WebCGI::IsAdmin() const { return Fails("is_admin") ? 0 : answers_.administrator; }
 
 const char* TESK::WebCGI::In(const char* name, const char* default_value) {
-  const auto parameter = answers_.parameters.find(name);
-  return parameter == answers_.parameters.end() ? default_value : parameter->second.c_str();
+  const auto parameter = Recording::parameters_.find(name);
+  return parameter == Recording::parameters_.end() ? default_value : parameter->second.c_str();
 }
 
-void TESK::WebCGI::WriteHeader(const char* content_type) {
-  Fails(std::string("header ") + content_type);
-}
+void TESK::WebCGI::WriteHeader(const char* content_type) { Fails("header", content_type); }
 
 void TESK::WebCGI::WriteBody(Json::Value& body) {
   Fails("body");
-  Recording::answer_ = Recording::Compact(body);
+  Json::StreamWriterBuilder compact;
+  compact["indentation"] = "";
+  Recording::answer_ = Json::writeString(compact, body);
 }
 
 // ---- platform/webapi_util.h
 
 bool TESK::WebAPIUtil::ReadJsonFile(Json::Value& value, const char* path) {
-  if (Fails(std::string("read ") + path)) {
-    return false;
-  }
   Json::Value parsed;
   std::istringstream text(ReadFile(path));
-  if (!Json::parseFromStream(Json::CharReaderBuilder(), text, &parsed, nullptr)) {
+  if (Fails("read", path) ||
+      !Json::parseFromStream(Json::CharReaderBuilder(), text, &parsed, nullptr)) {
     return false;
   }
   value = parsed;
@@ -242,46 +227,37 @@ bool TESK::WebAPIUtil::ReadJsonFile(Json::Value& value, const char* path) {
 // ---- platform/tlibc.h
 
 int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int size, int flags) {
-  const bool fails = Fails(std::string("get ") + file + " " + key + " " + std::to_string(flags));
   std::snprintf(buffer, static_cast<std::size_t>(size), "%s", answers_.stored_switch.c_str());
-  return fails ? -1 : static_cast<int>(answers_.stored_switch.size());
+  return Fails("get", file, key, flags) ? -1 : static_cast<int>(answers_.stored_switch.size());
 }
 
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags) {
-  return Fails(std::string("set ") + file + " " + key + "=" + value + " " + std::to_string(flags))
-             ? -1
-             : 0;
+  return Fails("set", file, key, value, flags) ? -1 : 0;
 }
 
 int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags) {
-  return Fails(std::string("check ") + file + " " + key + "=" + value + " " + std::to_string(flags))
-             ? -1
-             : static_cast<int>(answers_.stored_switch == value);
+  return Fails("check", file, key, value, flags) ? -1 : int{answers_.stored_switch == value};
 }
 
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
-  return Fails(std::string("signal ") + pid_file + " " + std::to_string(signal)) ? -1 : 0;
+  return Fails("signal", pid_file, signal) ? -1 : 0;
 }
 
 int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
               const char* arg4) {
-  return Fails(std::string("exec ") + program + " " + arg1 + " [" + arg2 + "] " + arg3 + " " + arg4)
-             ? -1
-             : 0;
+  return Fails("exec", program, arg1, std::string("[") + arg2 + "]", arg3, arg4) ? 2 : 0;
 }
 
 TLIBCSzList* TLIBCSzListAlloc(int capacity) {
-  return Fails("list_alloc " + std::to_string(capacity)) ? nullptr : Recording::NewList({});
+  return Fails("list_alloc", capacity) ? nullptr : Recording::NewList({});
 }
 
 const char* TLIBCSzListGet(const TLIBCSzList* list, int index) {
-  return static_cast<const Recording::List*>(list)
-      ->items.at(static_cast<std::size_t>(index))
-      .c_str();
+  return Recording::Full(list).items.at(static_cast<std::size_t>(index)).c_str();
 }
 
 int TLIBCSzListFind(const TLIBCSzList* list, const char* item) {
-  const auto& items = static_cast<const Recording::List*>(list)->items;
+  const auto& items = Recording::Full(list).items;
   const auto found = std::find(items.begin(), items.end(), item);
   return found == items.end() ? -1 : static_cast<int>(found - items.begin());
 }
@@ -293,9 +269,8 @@ void TLIBCSzListFree(TLIBCSzList* list) {
 
 TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* /*db*/, const char* name, const void* reserved) {
   EXPECT_EQ(reserved, nullptr);
-  const Recording::User* user = Recording::FindUser(name);
-  const bool fails = Fails(std::string("privileges ") + name);
-  return fails || user->privileges.empty() ? nullptr : Recording::NewList(user->privileges);
+  const auto& privileges = Recording::FindUser(name).privileges;
+  return Fails("privileges", name) || privileges.empty() ? nullptr : Recording::NewList(privileges);
 }
 
 int TLIBCErrGet() { return 0xAB; }
@@ -303,7 +278,7 @@ int TLIBCErrGet() { return 0xAB; }
 // ---- platform/tesk_share.h
 
 int TESKShareGet(const char* name, TESKShare** share) {
-  if (Fails(std::string("share_get ") + name) || std::string(name) == "gone") {
+  if (Fails("share_get", name) || std::string(name) == "gone") {
     return -1;
   }
   *share = new TESKShare{strdup((std::string("/volume1/") + name).c_str())};
@@ -317,7 +292,7 @@ void TESKShareFree(TESKShare* share) {
 }
 
 int TESKShareIndexSet(int flag, const char* name) {
-  return Fails("share_index_set " + std::to_string(flag) + " " + name) ? -1 : 0;
+  return Fails("share_index_set", flag, name) ? -1 : 0;
 }
 
 // ---- platform/tesk_user.h
@@ -331,7 +306,7 @@ void TESKUserDBClose(TESKUserDB* db) {
 
 // The list is replaced, as the library may do.
 int TESKUserEnum(TLIBCSzList** list, int kind) {
-  if (Fails("user_enum " + std::to_string(kind))) {
+  if (Fails("user_enum", kind)) {
     return -1;
   }
   std::vector<std::string> names;
@@ -345,14 +320,12 @@ int TESKUserEnum(TLIBCSzList** list, int kind) {
 
 int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid) {
   EXPECT_EQ(gid, nullptr);
-  *uid = 1000 + static_cast<std::uint32_t>(Recording::FindUser(user) - answers_.users.data());
-  return Fails(std::string("id ") + user) || !Recording::FindUser(user)->has_id ? -1 : 0;
+  *uid = 1000 + static_cast<std::uint32_t>(&Recording::FindUser(user) - answers_.users.data());
+  return Fails("id", user) || !Recording::FindUser(user).has_id ? -1 : 0;
 }
 
 int TESKGroupIsAdminGroupMem(const char* user) {
-  return Fails(std::string("is_admin_member ") + user)
-             ? -1
-             : static_cast<int>(Recording::FindUser(user)->is_admin);
+  return Fails("is_admin_member", user) ? -1 : int{Recording::FindUser(user).is_admin};
 }
 
 // ---- platform/tesk_index.h

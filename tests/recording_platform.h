@@ -7,7 +7,6 @@
 #include <json/value.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -24,7 +23,7 @@ struct User {
 
 // What the platform answers.
 struct Answers {
-  std::map<std::string, std::string> parameters;
+  std::string request;  // "name=value&name=value", nothing encoded
   int session = 1;
   int administrator = 1;
   std::string stored_switch;  // empty: none is stored

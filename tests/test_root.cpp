@@ -1,8 +1,11 @@
 #include "tests/test_root.h"
 
+#include <json/reader.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "platform/system_paths.h"
 
@@ -22,4 +25,10 @@ std::string ReadFile(const std::string& path) {
 
 void WriteFile(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
+
+Json::Value Parse(const std::string& text) {
+  Json::Value value;
+  std::istringstream(text) >> value;
+  return value;
 }

@@ -1,11 +1,9 @@
 #include "video_folders/video_folders.h"
 
 #include <gtest/gtest.h>
-#include <json/reader.h>
 #include <sys/resource.h>
 
 #include <filesystem>
-#include <sstream>
 
 #include "platform/system_paths.h"
 #include "tests/recording_platform.h"
@@ -15,12 +13,6 @@ namespace Cinquill {
 namespace {
 
 using Recording::Journal;
-
-Json::Value Parse(const std::string& text) {
-  Json::Value value;
-  std::istringstream(text) >> value;
-  return value;
-}
 
 // The subpaths of a list, joined: enough to tell its records and their order.
 std::string Names(const Json::Value& folders) {
