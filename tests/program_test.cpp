@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/system_paths.h"
+#include "platform/tesk_index.h"
 #include "platform/tlibc.h"
 #include "tests/test_root.h"
 
@@ -427,6 +428,35 @@ TEST_F(Program, ThePasswordStandsInItsFileAlone) {
   for (const auto& [file, content] : Snapshot()) {
     EXPECT_EQ(content.find("Geheim") != std::string::npos, file == SystemPaths::kStreamConf)
         << file;
+  }
+}
+
+TEST(HostPaths, AreComparedByWholeComponentsOfTheirNormalForm) {
+  struct Row {
+    const char* path;
+    const char* parent;
+    bool is_inside;
+  };
+  for (const Row& row : std::vector<Row>{{"/v/tv", "/v/tv", true},
+                                         {"/v/tv/x", "/v/tv", true},
+                                         {"/v/tv", "/v/tv/x", false},
+                                         {"/v/tv2", "/v/tv", false},
+                                         {"/V/tv", "/v/tv", false},
+                                         {"/v/tv/", "/v/tv", true},
+                                         {"/v/tv", "/v/tv/", true},
+                                         {"//v///tv", "/v/tv", true},
+                                         {"/v/./x/../tv", "/v/tv", true},
+                                         {"/v/tv/..", "/v/tv", false},
+                                         {"/v/.tv/x", "/v/.tv", true},
+                                         {"/../v", "/v", true},
+                                         {"/v", "/", true},
+                                         {"v/tv", "/v/tv", false},
+                                         {"./v/tv", "v", true},
+                                         {"", "", true},
+                                         {"", "/", false},
+                                         {"/", "", false}}) {
+    EXPECT_EQ(TESKIndexUtils::IsEqualOrSubPath(row.path, row.parent), row.is_inside)
+        << row.path << " in " << row.parent;
   }
 }
 

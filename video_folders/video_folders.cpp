@@ -32,6 +32,22 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
 }
 
+// Removes the records that fail the test, in place: building a long list anew takes a third of the
+// time that parsing it took.
+template <typename Test>
+void KeepRecords(Json::Value& folders, Test is_kept) {
+  auto end = folders.begin();
+  Json::ArrayIndex size = 0;
+  for (Json::Value& record : folders) {
+    if (is_kept(record)) {
+      end->swap(record);
+      ++end;
+      ++size;
+    }
+  }
+  folders.resize(size);
+}
+
 using LineTest = bool (*)(const std::string& line, const std::string& path);
 
 bool IsInQueue(const std::string& queue_file, const std::string& path, LineTest is_hit) {
@@ -138,11 +154,14 @@ void ReadFolderConf(Json::Value& folders) {
   if (!document.isArray()) {
     return;
   }
+  KeepRecords(document, [](const Json::Value& record) { return record.isObject(); });
   for (Json::Value& record : document) {
-    if (!record.isObject()) {
-      continue;
-    }
     record[kPath] = BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
+  }
+  if (folders.empty()) {
+    folders.swap(document);  // as a rule; the records need not move one by one then
+  }
+  for (Json::Value& record : document) {
     folders.append(std::move(record));
   }
 }
@@ -169,13 +188,7 @@ Json::Value FilterFolders(const Json::Value& folders, const std::string& section
 }
 
 void RemoveFolder(Json::Value& folders, const std::string& share, const std::string& subpath) {
-  Json::Value kept(Json::arrayValue);
-  for (Json::Value& record : folders) {
-    if (!IsAt(record, share, subpath)) {
-      kept.append(std::move(record));
-    }
-  }
-  folders = std::move(kept);
+  KeepRecords(folders, [&](const Json::Value& record) { return !IsAt(record, share, subpath); });
 }
 
 bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath) {

@@ -22,16 +22,12 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
   return true;
 }
 
-bool ReadRegularFile(const char* file, std::string& content) {
-  char* data = nullptr;
-  gsize size = 0;
-  if (g_file_test(file, G_FILE_TEST_IS_REGULAR) == FALSE ||
-      g_file_get_contents(file, &data, &size, nullptr) == FALSE) {
-    return false;
+GString ReadRegularFile(const char* file, gsize& size) {
+  char* content = nullptr;
+  if (g_file_test(file, G_FILE_TEST_IS_REGULAR) != FALSE) {
+    g_file_get_contents(file, &content, &size, nullptr);
   }
-  content.assign(data, size);
-  g_free(data);
-  return true;
+  return GString(content);
 }
 
 GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing) {

@@ -26,9 +26,9 @@ void AppendItem(TLIBCSzList* list, const char* item);
 // set, when the file cannot be opened.
 bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups);
 
-// Reads a whole regular file. Others never end (a device) or have no end yet (a pipe): false for
-// them, as for what cannot be read.
-bool ReadRegularFile(const char* file, std::string& content);
+// The content of a regular file, and its size. Others never end (a device) or have no end yet (a
+// pipe): null for them, as for what cannot be read.
+GString ReadRegularFile(const char* file, gsize& size);
 
 // Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`.
 // Any other failure gives null.

@@ -8,9 +8,19 @@
 namespace TESKIndexUtils {
 namespace {
 
+// Whether the path is certainly in normal form. A hidden name is left to the thorough way.
+bool IsNormal(const std::string& path) {
+  const auto is_doubtful = [](char left, char right) {
+    return left == '/' && (right == '/' || right == '.');
+  };
+  return path.front() != '.' &&
+         std::adjacent_find(path.begin(), path.end(), is_doubtful) == path.end();
+}
+
 // The lexically normal form without a trailing slash (the root itself becomes empty).
 std::string Normal(const std::string& path) {
-  std::string normal = std::filesystem::path(path).lexically_normal().string();
+  std::string normal =
+      IsNormal(path) ? path : std::filesystem::path(path).lexically_normal().string();
   if (!normal.empty() && normal.back() == '/') {
     normal.pop_back();
   }

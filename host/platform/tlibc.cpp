@@ -85,10 +85,12 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 }
 
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
-  std::string text;
-  if (!Host::ReadRegularFile(pid_file, text)) {
+  gsize size = 0;
+  const Host::GString content = Host::ReadRegularFile(pid_file, size);
+  if (content == nullptr) {
     return -1;
   }
+  std::string text(content.get(), size);
   if (!text.empty() && text.back() == '\n') {
     text.pop_back();
   }
@@ -108,9 +110,12 @@ int TLIBCExec(const char* program, const char* arg1, const char* arg2, const cha
   std::transform(words.begin(), words.end(), std::back_inserter(arguments),
                  [](std::string& word) { return word.data(); });
   arguments.push_back(nullptr);
+  // All files here close on their own; where GLib need not close them, it need not fork either.
+  constexpr auto kFlags =
+      static_cast<GSpawnFlags>(G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_LEAVE_DESCRIPTORS_OPEN);
   int status = 0;
-  if (g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_STDOUT_TO_DEV_NULL, nullptr, nullptr,
-                   nullptr, nullptr, &status, nullptr) == FALSE) {
+  if (g_spawn_sync(nullptr, arguments.data(), nullptr, kFlags, nullptr, nullptr, nullptr, nullptr,
+                   &status, nullptr) == FALSE) {
     return -1;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

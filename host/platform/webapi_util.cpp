@@ -5,15 +5,15 @@
 
 #include <exception>
 #include <memory>
-#include <string>
 
 #include "host/platform/core.h"
 
 namespace TESK::WebAPIUtil {
 
 bool ReadJsonFile(Json::Value& value, const char* path) {
-  std::string text;
-  if (!Host::ReadRegularFile(path, text)) {
+  gsize size = 0;
+  const Host::GString text = Host::ReadRegularFile(path, size);
+  if (text == nullptr) {
     return false;
   }
   Json::CharReaderBuilder builder;
@@ -21,7 +21,7 @@ bool ReadJsonFile(Json::Value& value, const char* path) {
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   try {
-    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr)) {
+    if (!reader->parse(text.get(), text.get() + size, &parsed, nullptr)) {
       return false;
     }
   } catch (const std::exception&) {
