@@ -45,8 +45,6 @@ to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.
 to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
 to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
 
-need_build_tools() { need "${to_build[@]}"; } # TEMPORARY
-
 # The browser's driver and the accessibility scanner of the page tests, as tests/page locks them.
 need_page_test_packages() {
   if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then

@@ -25,7 +25,7 @@ async function findFreePort() {
 
 // The server ends with this process, also when this one is killed.
 async function launch(...parameters) {
-  const serve = fileURLToPath(new URL('../../host/serve', import.meta.url));
+  const serve = fileURLToPath(new URL('../../host/serve.sh', import.meta.url));
   const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], { stdio: ['ignore', 'pipe', 'inherit'] });
   let password;
   for await (const line of createInterface({ input: child.stdout })) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# host/serve BUILD_DIR [--port N] [--reset] [--once]
+# host/serve.sh BUILD_DIR [--port N] [--reset] [--once]
 # Serves the settings page and the program of one build folder behind lighttpd, on 127.0.0.1 only,
 # until it is told to stop; everything it started then stops with it. `run` sources this file.
 
@@ -210,7 +210,7 @@ serve() { # BUILD_DIR
 }
 
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
-  [ $# -gt 0 ] || die "usage: host/serve BUILD_DIR [--port N] [--reset] [--once]"
+  [ $# -gt 0 ] || die "usage: host/serve.sh BUILD_DIR [--port N] [--reset] [--once]"
   parse_options "${@:2}"
   serve "$1"
 fi
