@@ -32,6 +32,17 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
 }
 
+// A path that is right already, as nearly all are, keeps its place in memory: later passes over a
+// long list find it sooner there.
+void SetPath(Json::Value& record) {
+  Json::Value& path = record[kPath];
+  const std::string built =
+      BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
+  if (!path.isString() || path.asString() != built) {
+    path = built;
+  }
+}
+
 // Removes the records that fail the test, in place: building a long list anew takes a third of the
 // time that parsing it took.
 template <typename Test>
@@ -156,7 +167,7 @@ void ReadFolderConf(Json::Value& folders) {
   }
   KeepRecords(document, [](const Json::Value& record) { return record.isObject(); });
   for (Json::Value& record : document) {
-    record[kPath] = BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
+    SetPath(record);
   }
   if (folders.empty()) {
     folders.swap(document);  // as a rule; the records need not move one by one then
@@ -213,11 +224,7 @@ std::string BuildFolderPath(const std::string& share, const std::string& subpath
   if (share.empty()) {
     return {};
   }
-  std::string path = "/" + share;
-  if (!subpath.empty()) {
-    path += "/" + subpath;
-  }
-  return path;
+  return subpath.empty() ? "/" + share : "/" + share + "/" + subpath;
 }
 
 bool HasFolderConflict(const Json::Value& folders, const std::string& share,

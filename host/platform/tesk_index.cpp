@@ -17,14 +17,19 @@ bool IsNormal(const std::string& path) {
          std::adjacent_find(path.begin(), path.end(), is_doubtful) == path.end();
 }
 
-// The lexically normal form without a trailing slash (the root itself becomes empty).
 std::string Normal(const std::string& path) {
-  std::string normal =
-      IsNormal(path) ? path : std::filesystem::path(path).lexically_normal().string();
-  if (!normal.empty() && normal.back() == '/') {
-    normal.pop_back();
+  return std::filesystem::path(path).lexically_normal().string();
+}
+
+// The same for paths in normal form, which may still end with a slash.
+bool IsInside(std::string_view path, std::string_view parent) {
+  for (std::string_view* each : {&path, &parent}) {
+    if (!each->empty() && each->back() == '/') {
+      each->remove_suffix(1);
+    }
   }
-  return normal;
+  return path.substr(0, parent.size()) == parent &&
+         (path.size() == parent.size() || path[parent.size()] == '/');
 }
 
 }  // namespace
@@ -33,10 +38,8 @@ bool IsEqualOrSubPath(const std::string& path, const std::string& parent) {
   if (path.empty() || parent.empty()) {
     return path.empty() && parent.empty();
   }
-  const std::string inner = Normal(path);
-  const std::string outer = Normal(parent);
-  return inner.compare(0, outer.size(), outer) == 0 &&
-         (inner.size() == outer.size() || inner[outer.size()] == '/');
+  return IsNormal(path) && IsNormal(parent) ? IsInside(path, parent)
+                                            : IsInside(Normal(path), Normal(parent));
 }
 
 }  // namespace TESKIndexUtils
