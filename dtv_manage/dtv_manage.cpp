@@ -45,7 +45,7 @@ constexpr char kConfirmPlaceholder[] = "75318642";
 
 constexpr int kProbeLineSize = 16;
 constexpr int kStoredSwitchSize = 32;
-constexpr int kControlCommandSize = 128 + sizeof(CINQUILL_SYSTEM_ROOT) - 1;
+constexpr int kControlCommandSize = 128 + sizeof(SystemPaths::kRoot) - 1;
 
 bool record_conf_read = false;
 bool stream_conf_read = false;
@@ -105,8 +105,8 @@ bool DTVManage::Load() {
   const Json::Value& stream = GetStreamConfig();
   const Json::Value& record = GetRecordConfig();
 
-  // Each group hangs on the other group's file, crosswise, and the page counts on it: a file that
-  // is missing alone shows as nothing set, not as the defaults.
+  // Each group hangs on the other group's file, crosswise on purpose: when its own file is missing
+  // alone, it shows as nothing set, not as the defaults.
   const bool has_record_options = !stream.isNull();
   settings[kCloseStreaming] = has_record_options && IsStoredYes(record, kCloseStreaming);
   settings[kPreRecording] = has_record_options ? IntMember(record, kPreRecording) : 180;
@@ -126,8 +126,7 @@ bool DTVManage::Load() {
   settings["dtv_destination"] =
       BuildFolderPath(StringMember(folder, kShare), StringMember(folder, kSubpath));
 
-  // An error reads as switched off, too: better a switch shown off than a service taken for
-  // granted.
+  // Any result but zero: an error reads as switched off, too, and is meant to.
   settings[kDisableDTV] =
       TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, kYes, 0) != 0;
   settings["DVB_conflict"] = CheckDVBConflict();

@@ -22,7 +22,7 @@ void PrepareParts(const std::vector<std::string>& parts) {
 }
 
 std::string Escape(const std::string& text) {
-  return Host::GString(g_uri_escape_string(text.c_str(), nullptr, FALSE)).get();
+  return Host::GCharPtr(g_uri_escape_string(text.c_str(), nullptr, FALSE)).get();
 }
 
 void CheckRoundTrip(const Host::Form& form) {

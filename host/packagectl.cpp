@@ -1,6 +1,7 @@
 // Shows a person what the package's services say: who may use the package, and whether the indexer
 // still has a path to work on.
 #include <glib.h>
+#include <syslog.h>
 
 #include <cinttypes>
 #include <cstdio>
@@ -21,7 +22,7 @@ int ShowUsers(int offset, int limit) {
     std::printf("%" PRIu32 "\t%s\n", uid, name.c_str());
   }
   if (total < 0) {
-    return 1;  // the reason is in the log
+    return 1;  // the log, which goes to standard error as well, says why
   }
   std::printf("total %d\n", total);
   return 0;
@@ -36,6 +37,7 @@ int ShowQueued(const char* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  openlog("packagectl", LOG_PERROR, LOG_USER);
   int offset = 0;
   int limit = -1;
   const GOptionEntry entries[] = {
@@ -58,6 +60,7 @@ int main(int argc, char** argv) {
   }
   if (error != nullptr) {
     std::fprintf(stderr, "packagectl: %s\n", error->message);
+    g_error_free(error);
   }
   std::fputs("usage: packagectl users [--offset N] [--limit N] | packagectl queued PATH\n", stderr);
   return kBadArguments;

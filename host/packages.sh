@@ -57,6 +57,9 @@ need_page_test_packages() {
 # build PRESET [CMAKE OPTION...]: prints the build's output only when it fails.
 build() {
   local log
+  if [[ $PWD =~ [^-A-Za-z0-9_./+:@,] ]]; then
+    die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
+  fi
   log=$(mktemp)
   echo "building ($1)" >&2
   if ! { cmake --preset "$@" && cmake --build --preset "$1"; } > "$log" 2>&1; then

@@ -84,7 +84,8 @@ set_up_accounts() {
 
 write_server_conf() {
   cat > "$server/lighttpd.conf" << END
-server.modules = ("mod_access", "mod_alias", "mod_auth", "mod_authn_file", "mod_cgi", "mod_setenv")
+# mod_setenv first: its headers are for refusals, too.
+server.modules = ("mod_setenv", "mod_access", "mod_alias", "mod_auth", "mod_authn_file", "mod_cgi")
 server.bind = "127.0.0.1"
 server.port = $port
 server.document-root = "$source_dir/host/www"
@@ -163,24 +164,26 @@ request() {
 }
 
 # Stores a destination, options and a switch that differ from what is stored, and shows what the
-# appliance's services saw of it.
+# appliance's services saw of it. Fails unless the save and a load that shows it succeed.
 show_save() {
-  local before=$1 switch=yes
-  [[ $before == *'"disable_dtv":true'* ]] && switch=no
+  local before=$1 switch=yes off=true subpath after
+  if [[ $before == *'"disable_dtv":true'* ]]; then
+    switch=no off=false
+  fi
+  subpath=recordings/$(date +%Y-%m-%d.%H%M%S)
   rm -f "$root"/var/log/*.log
   echo "save:"
-  request action=save share=tv "subpath=recordings/$(date +%Y-%m-%d.%H%M%S)" \
+  request action=save share=tv "subpath=$subpath" \
     closestreaming=true pre_recording=60 post_recording=300 \
     enableauth=true account=viewer passwd=24681357 password_confirm=75318642 \
-    enable_viewer_limit=true streaming_limit=3 "disable_dtv=$switch"
+    enable_viewer_limit=true streaming_limit=3 "disable_dtv=$switch" || return
   sleep 0.3 # the daemons write their lines in their own time
   echo "trace:"
-  sed 's/^/  /' "$root"/var/log/{teskindex,teskindexd,teskvideoindexd,teskvideometadatad,teskdtv}.log
+  sed 's/^/  /' "$root"/var/log/{teskindex,teskindexd,teskvideoindexd,teskvideometadatad,teskdtv}.log || return
   echo "load:"
-  local after
-  after=$(request action=load)
+  after=$(request action=load) || { echo "$after"; return 1; }
   echo "$after"
-  [[ $after == *"/tv/recordings/"* && $after == *'"pre_recording":60'* ]]
+  [[ $after == *"\"/tv/$subpath\""* && $after == *'"pre_recording":60'* && $after == *"\"disable_dtv\":$off"* ]]
 }
 
 serve() { # BUILD_DIR
@@ -200,7 +203,7 @@ serve() { # BUILD_DIR
   answer=$(request action=load) || die "the first load failed: ${answer:-no answer}"
   echo "$answer"
   if $once; then
-    show_save "$answer" || die "the save does not show in the second load"
+    show_save "$answer" || die "the save failed, or does not show in the second load"
     return
   fi
   forget_check_account

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "tests/recording_platform.h"
@@ -145,6 +146,24 @@ TEST(ListAppUsers, AFailureIsLoggedAndLeavesTheTotal) {
     EXPECT_EQ(total, -7);
     EXPECT_EQ(Recording::Calls(), expected);
     EXPECT_EQ(Recording::ListsOutstanding(), 0);
+  }
+}
+
+TEST(ListAppUsers, AUserWhoseDataCannotBeReadIsSkipped) {
+  Recording::Start(SomeUsers());
+  int total = 0;
+  BaseCGI::ListAppUsers(0, -1, total);
+  const Journal calls = Recording::Calls();
+  for (const auto& [call, count] : std::vector<std::pair<std::string, int>>{
+           {"privileges u3", 4}, {"id u3", 4}, {"is_admin_member u3", 5}}) {
+    SCOPED_TRACE(call);
+    Recording::Answers answers = SomeUsers();
+    answers.failing_call =
+        static_cast<int>(std::find(calls.begin(), calls.end(), call) - calls.begin());
+    Recording::Start(answers);
+    EXPECT_EQ(BaseCGI::ListAppUsers(0, -1, total).size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(total, count);
+    EXPECT_EQ(Recording::ListsOutstanding(), 1);
   }
 }
 

@@ -175,7 +175,7 @@ TEST_F(DTVManageTest, SaveRunsTheSaversInOrder) {
                      "changed record.conf",
                      "read " + etc + "stream.conf",
                      "changed stream.conf",
-                     "get " + etc + "dtv_setting.conf disable_dtv 0",
+                     "get " + etc + "dtv_setting.conf disable_dtv 32 0",
                      "set " + etc + "dtv_setting.conf disable_dtv yes 0",
                      "system /var/packages/Cinquill/scripts/teskdtv.sh stop FORCE > /dev/null",
                      "header text/plain; charset=\"UTF-8\"",
@@ -323,7 +323,7 @@ TEST_F(DTVManageTest, SwitchStopsOrStartsTheServiceWhenItChanges) {
     calls.erase(calls.begin(),
                 std::find_if(calls.begin(), calls.end(),
                              [](const std::string& call) { return call.rfind("get ", 0) == 0; }));
-    Journal expected{"get /var/packages/Cinquill/etc/dtv_setting.conf disable_dtv 0"};
+    Journal expected{"get /var/packages/Cinquill/etc/dtv_setting.conf disable_dtv 32 0"};
     if (row.word != nullptr) {
       expected.push_back(set + row.requested + " 0");
       if (*row.word != '\0') {

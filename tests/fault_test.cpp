@@ -109,6 +109,9 @@ void FailCall(const std::string& action, const Journal& usual, std::size_t index
     expected.insert(expected.begin(), rule->log);
   }
   EXPECT_EQ(Rest(outcome.journal, index), expected);
+  if (BeginsWith(usual[index], "check ")) {
+    EXPECT_EQ(outcome.answer["data"]["disable_dtv"], true) << "an error reads as switched off";
+  }
 }
 
 TEST(Faults, EachFailingCallHasTheResultOfItsRule) {
@@ -123,6 +126,20 @@ TEST(Faults, EachFailingCallHasTheResultOfItsRule) {
     }
     EXPECT_EQ(failed, action == "load" ? 7 : 16) << "places in the action where something may fail";
   }
+}
+
+TEST(Faults, ASwitchThatCannotBeReadIsStoredAnew) {
+  Answers answers = Request("save");
+  answers.stored_switch = "yes";
+  const Journal usual = Perform(answers).journal;
+  answers = Request("save");
+  answers.stored_switch = "yes";
+  answers.failing_call = static_cast<int>(usual.size() - kAnswer.size()) - 1;
+  const Journal journal = Perform(answers).journal;
+  EXPECT_TRUE(BeginsWith(usual[usual.size() - 3], "get "))
+      << "the stored value alone changes nothing";
+  EXPECT_TRUE(BeginsWith(journal[journal.size() - 4], "set "));
+  EXPECT_TRUE(BeginsWith(journal[journal.size() - 3], "system "));
 }
 
 TEST(Faults, EachSettingsFileThatCannotBeWrittenEndsTheSave) {

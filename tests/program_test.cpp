@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
@@ -152,6 +153,7 @@ TEST_F(Program, RequestsAreDecodedOrRefusedBeforeAnythingRuns) {
            {"bad query before a good body", "%", form, "11", "action=load", false},
            {"raw NUL", "", form, "13", "action=load\0x"s, false},
            {"short body", "", form, "12", "action=load", false},
+           {"largest body", "", form, "65536", "action=load&x=" + std::string(65522, 'x'), true},
            {"large body", "", form, "65537", "action=load&x=" + std::string(65523, 'x'), false},
            {"length is text", "", form, "many", "action=load", false},
            {"negative length", "", form, "-1", "action=load", false},
@@ -214,6 +216,8 @@ TEST_F(Program, OnlyAnAdministratorOfTheSameOriginIsServed) {
     }
   }
   EXPECT_EQ(Snapshot(), before);
+  fs::remove(kRoot + "/etc/group");
+  EXPECT_EQ(Post("action=load").status, 1) << "nobody is known as an administrator";
 }
 
 // What a person or a page could send, and somebody could hope to see executed.
@@ -350,10 +354,18 @@ TEST_F(Program, WhatStandsInAFilesPlaceIsNoReasonToFailInAnotherWay) {
     row.prepare();
     const Result result =
         Save({{"share", "tv"}, {"account", std::string(10000, 'x')}, {"disable_dtv", "yes"}});
-    EXPECT_EQ(result.Body(), row.succeeds ? "{\"success\":true}\n" : "{\"success\":false}\n");
+    const std::string body = row.succeeds ? "{\"success\":true}\n" : "{\"success\":false}\n";
+    EXPECT_EQ(result.output, "Content-Type: text/plain; charset=\"UTF-8\"\r\nContent-Length: " +
+                                 std::to_string(body.size()) + "\r\n\r\n" + body);
     EXPECT_EQ(result.status, row.succeeds ? 0 : 1);
     EXPECT_FALSE(Load()["DVB_conflict"].asBool());
   }
+  ResetRoot();
+  EXPECT_FALSE(Load()["disable_dtv"].asBool());
+  WriteFile(SystemPaths::kRecordConf, "{\"pre_recording\": 5, ");
+  EXPECT_FALSE(Load().isMember("account")) << "half a document is none";
+  ASSERT_EQ(mkfifo(SystemPaths::kDTVSettingConf, 0600), 0);
+  EXPECT_TRUE(Load()["disable_dtv"].asBool()) << "an error reads as switched off";
   ResetRoot();
   const Result unknown = Save({{"share", "unknown"}, {"pre_recording", "9"}});
   EXPECT_EQ(unknown.Body(), "{\"success\":false}\n");
@@ -362,37 +374,41 @@ TEST_F(Program, WhatStandsInAFilesPlaceIsNoReasonToFailInAnotherWay) {
   EXPECT_NE(Load()["pre_recording"], 9);
 }
 
+// Signal 0 asks only whether the process could be reached: a mistake here must harm nobody.
 TEST_F(Program, SignalsReachOneProcessAloneOrNobody) {
-  struct Row {
-    std::string content;
-    bool reaches;
-  };
   const std::string self = std::to_string(getpid());
+  const std::string file = SystemPaths::kVideoIndexDaemonPid;
+  for (const auto& [content, result] :
+       std::vector<std::pair<std::string, int>>{{self + "\n", 0},
+                                                {self, 0},
+                                                {"", -1},
+                                                {"0\n", -1},
+                                                {"1\n", -1},
+                                                {"-1\n", -1},
+                                                {"-" + self, -1},
+                                                {"+" + self, -1},
+                                                {" " + self, -1},
+                                                {self + "\n\n", -1},
+                                                {self + " 1", -1},
+                                                {self + "\0"s, -1},
+                                                {"4294967297\n", -1},
+                                                {"2147483647\n", -1},
+                                                {"daemon", -1}}) {
+    WriteFile(file, content);
+    EXPECT_EQ(TLIBCProcSignalByPidFile(file.c_str(), 0), result) << content;
+  }
   static volatile std::sig_atomic_t received = 0;
   std::signal(SIGUSR2, [](int) { received = received + 1; });
-  for (const Row& row : std::vector<Row>{{self + "\n", true},
-                                         {self, true},
-                                         {"", false},
-                                         {"0\n", false},
-                                         {"1\n", false},
-                                         {"-1\n", false},
-                                         {"-" + self, false},
-                                         {"+" + self, false},
-                                         {" " + self, false},
-                                         {self + "\n\n", false},
-                                         {self + " 1\n", false},
-                                         {self + "\0"s, false},
-                                         {"daemon\n", false},
-                                         {"4294967297\n", false},
-                                         {"2147483647\n", false}}) {
-    SCOPED_TRACE(row.content);
-    ResetRoot();
-    WriteFile(SystemPaths::kVideoIndexDaemonPid, row.content);
-    received = 0;
-    EXPECT_EQ(Save({{"share", "tv"}}).status, 0);
-    EXPECT_EQ(received, row.reaches ? 1 : 0);
-  }
+  WriteFile(file, self + "\n");
+  EXPECT_EQ(Save({{"share", "tv"}}).status, 0);
   std::signal(SIGUSR2, SIG_DFL);
+  EXPECT_EQ(received, 1);
+}
+
+TEST(HostExec, TellsHowTheProgramEnded) {
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "exit $#", "sh", "one"), 1);
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "kill -9 $$", "", ""), -1);
+  EXPECT_EQ(TLIBCExec("/no/such/program", "", "", "", ""), -1);
 }
 
 TEST_F(Program, ThePasswordStandsInItsFileAlone) {
@@ -467,16 +483,20 @@ TEST_F(Program, PackagectlShowsUsersAndQueues) {
     const char* output;
   };
   WriteFile(SystemPaths::kIndexingQueueTmp, "A:/volume1/video/film.mkv\n");
-  for (const Row& row :
-       std::vector<Row>{{{"users"}, 0, "1002\talice\n1004\tcarol\ntotal 2\n"},
-                        {{"users", "--offset", "1", "--limit", "5"}, 0, "1004\tcarol\ntotal 2\n"},
-                        {{"users", "--limit=0"}, 0, "total 2\n"},
-                        {{"queued", "/volume1/video/film.mkv"}, 0, "queued\n"},
-                        {{"queued", "/volume1/video"}, 1, "not queued\n"},
-                        {{"queued"}, 2, ""},
-                        {{"users", "more"}, 2, ""},
-                        {{"users", "--limit", "many"}, 2, ""},
-                        {{}, 2, ""}}) {
+  std::ofstream(kRoot + "/etc/passwd", std::ios::app) << "system:x:999:1::/:\nfirst:x:1000:1::/:\n";
+  std::ofstream(kRoot + "/etc/tesk/app_privileges", std::ios::app)
+      << "TESK.DXQ.Cinquill.AppInstance:x:3:root,system,first\n"
+      << "TESK.DXQ.Cinquill.AppInstance2:x:4:bob\n";
+  for (const Row& row : std::vector<Row>{
+           {{"users"}, 0, "1002\talice\n1004\tcarol\n1000\tfirst\ntotal 3\n"},
+           {{"users", "--offset", "1", "--limit", "5"}, 0, "1004\tcarol\n1000\tfirst\ntotal 3\n"},
+           {{"users", "--limit=0"}, 0, "total 3\n"},
+           {{"queued", "/volume1/video/film.mkv"}, 0, "queued\n"},
+           {{"queued", "/volume1/video"}, 1, "not queued\n"},
+           {{"queued"}, 2, ""},
+           {{"users", "more"}, 2, ""},
+           {{"users", "--limit", "many"}, 2, ""},
+           {{}, 2, ""}}) {
     std::vector<std::string> command{"packagectl"};
     command.insert(command.end(), row.arguments.begin(), row.arguments.end());
     const Result result = RunProgram(command, {}, "");
@@ -488,6 +508,7 @@ TEST_F(Program, PackagectlShowsUsersAndQueues) {
   const Result result = RunProgram({"packagectl", "users"}, {}, "");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.output, "");
+  EXPECT_NE(result.log.find("Failed to open user db"), std::string::npos);
 }
 
 }  // namespace

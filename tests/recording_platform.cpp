@@ -90,6 +90,10 @@ void LimitFileSize(std::uint64_t bytes) {
   setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+// What the process of a request ends with; a sanitizer ends it with 1.
+constexpr int kSucceeded = 10;
+constexpr int kFailed = 11;
+
 const std::string kJournalFile = std::string(Paths::kRoot) + "/journal";
 const std::string kAnswerFile = std::string(Paths::kRoot) + "/answer";
 
@@ -105,13 +109,14 @@ const std::string kAnswerFile = std::string(Paths::kRoot) + "/answer";
   }
   file.close();
   WriteFile(kAnswerFile, answer_);
-  std::exit(succeeded ? 0 : 1);
+  std::exit(succeeded ? kSucceeded : kFailed);
 }
 
 }  // namespace
 
 void Start(const Answers& answers) {
   answers_ = answers;
+  parameters_.clear();
   std::istringstream request(answers.request);
   for (std::string field; std::getline(request, field, '&');) {
     parameters_[field.substr(0, field.find('='))] = field.substr(field.find('=') + 1);
@@ -128,15 +133,16 @@ const std::string& Answer() { return answer_; }
 int ListsOutstanding() { return lists_; }
 
 Outcome Perform(const Answers& answers) {
+  std::remove(kAnswerFile.c_str());
   const pid_t child = fork();
   if (child == 0) {
     PerformAndExit(answers);
   }
   int status = 0;
   waitpid(child, &status, 0);
-  EXPECT_TRUE(status == 0 || status == W_EXITCODE(1, 0)) << "the process did not end well";
   Outcome outcome;
-  outcome.succeeded = status == 0;
+  outcome.succeeded = status == W_EXITCODE(kSucceeded, 0);
+  EXPECT_TRUE(outcome.succeeded || status == W_EXITCODE(kFailed, 0)) << "it did not end well";
   outcome.answer = Parse(ReadFile(kAnswerFile));
   std::ifstream file(kJournalFile);
   for (std::string call; std::getline(file, call);) {
@@ -228,11 +234,12 @@ bool TESK::WebAPIUtil::ReadJsonFile(Json::Value& value, const char* path) {
 
 int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int size, int flags) {
   std::snprintf(buffer, static_cast<std::size_t>(size), "%s", answers_.stored_switch.c_str());
-  return Fails("get", file, key, flags) ? -1 : static_cast<int>(answers_.stored_switch.size());
+  return Fails("get", file, key, size, flags) ? -1
+                                              : static_cast<int>(answers_.stored_switch.size());
 }
 
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags) {
-  return Fails("set", file, key, value, flags) ? -1 : 0;
+  return Fails("set", file, key, value, flags) ? -1 : 1;
 }
 
 int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags) {
@@ -292,7 +299,7 @@ void TESKShareFree(TESKShare* share) {
 }
 
 int TESKShareIndexSet(int flag, const char* name) {
-  return Fails("share_index_set", flag, name) ? -1 : 0;
+  return Fails("share_index_set", flag, name) ? -1 : 1;
 }
 
 // ---- platform/tesk_user.h

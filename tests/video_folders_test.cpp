@@ -263,6 +263,8 @@ TEST_F(VideoFolders, QueueLinesAreJudgedByTheFormOfTheFile) {
     EXPECT_EQ(IsInIndexingQueue(file, "/v/tv"), row.in_indexing_queue);
     EXPECT_EQ(IsInMetadataQueue(file, "/v/tv"), row.in_metadata_queue);
   }
+  WriteFile(SystemPaths::kMetadataQueue, "/\n");
+  EXPECT_FALSE(IsInMetadataQueue(SystemPaths::kMetadataQueue, "/")) << "a line of one character";
   const std::string whole = "Cinquill:1:A:";
   for (std::size_t length = 0; length <= whole.size(); ++length) {
     WriteFile(SystemPaths::kIndexingQueue, whole.substr(0, length) + "\n");
@@ -271,8 +273,10 @@ TEST_F(VideoFolders, QueueLinesAreJudgedByTheFormOfTheFile) {
 }
 
 TEST_F(VideoFolders, EveryQueueFileIsAsked) {
-  const std::vector<std::string> files{SystemPaths::kIndexingQueue, SystemPaths::kIndexingQueueTmp,
-                                       SystemPaths::kMetadataQueue, SystemPaths::kMetadataQueueTmp};
+  const std::string spool = std::string(SystemPaths::kRoot) + "/var/spool/tesk_";
+  const std::vector<std::string> files{spool + "indexing_queue", spool + "indexing_queue.tmp",
+                                       spool + "video_metadata.queue",
+                                       spool + "video_metadata.queue.tmp"};
   EXPECT_FALSE(IsPathQueued("/v/tv"));
   for (const std::string& file : files) {
     WriteFile(file, "A:/v/tv/film\n");

@@ -32,8 +32,8 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
 }
 
-// A path that is right already, as nearly all are, keeps its place in memory: later passes over a
-// long list find it sooner there.
+// A path that is right already, as nearly all are, stays where it is: replacing it is slow in a
+// long list.
 void SetPath(Json::Value& record) {
   Json::Value& path = record[kPath];
   const std::string built =
@@ -43,8 +43,7 @@ void SetPath(Json::Value& record) {
   }
 }
 
-// Removes the records that fail the test, in place: building a long list anew takes a third of the
-// time that parsing it took.
+// Removes the records that fail the test, in place: building a long list anew is slow.
 template <typename Test>
 void KeepRecords(Json::Value& folders, Test is_kept) {
   auto end = folders.begin();

@@ -22,24 +22,24 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
   return true;
 }
 
-GString ReadRegularFile(const char* file, gsize& size) {
+GCharPtr ReadRegularFile(const char* file, gsize& size) {
   char* content = nullptr;
   if (g_file_test(file, G_FILE_TEST_IS_REGULAR) != FALSE) {
     g_file_get_contents(file, &content, &size, nullptr);
   }
-  return GString(content);
+  return GCharPtr(content);
 }
 
 GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing) {
   GKeyFilePtr key_file(g_key_file_new());
-  GError* error = nullptr;
-  g_key_file_load_from_file(key_file.get(), file, G_KEY_FILE_KEEP_COMMENTS, &error);
-  if (error != nullptr) {
-    const bool missing = g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT) != FALSE;
-    g_error_free(error);
-    if (!missing || !may_be_missing) {
-      return nullptr;
-    }
+  if (may_be_missing && g_file_test(file, G_FILE_TEST_EXISTS) == FALSE) {
+    return key_file;
+  }
+  gsize size = 0;
+  const GCharPtr text = ReadRegularFile(file, size);
+  if (text == nullptr || g_key_file_load_from_data(key_file.get(), text.get(), size,
+                                                   G_KEY_FILE_KEEP_COMMENTS, nullptr) == FALSE) {
+    return nullptr;
   }
   return key_file;
 }

@@ -28,7 +28,7 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
 
 // The content of a regular file, and its size. Others never end (a device) or have no end yet (a
 // pipe): null for them, as for what cannot be read.
-GString ReadRegularFile(const char* file, gsize& size);
+GCharPtr ReadRegularFile(const char* file, gsize& size);
 
 // Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`.
 // Any other failure gives null.

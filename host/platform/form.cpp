@@ -13,11 +13,6 @@ namespace {
 constexpr guint64 kMaxBody = 65536;
 constexpr std::string_view kFormType = "application/x-www-form-urlencoded";
 
-std::string_view Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string_view() : value;
-}
-
 // Whether a content type is that of a form, whatever parameters follow it.
 bool IsFormType(std::string_view type) {
   return type.size() >= kFormType.size() &&
@@ -41,10 +36,10 @@ bool ReadBody(std::size_t size, std::string& body) {
 }
 
 std::string ReadPostedForm(Form& form) {
-  const std::string_view length_text = Environment("CONTENT_LENGTH");
-  const std::string_view type = Environment("CONTENT_TYPE");
+  const std::string length_text = Environment("CONTENT_LENGTH");
+  const std::string type = Environment("CONTENT_TYPE");
   guint64 length = 0;
-  if (!length_text.empty() && g_ascii_string_to_unsigned(length_text.data(), 10, 0, G_MAXUINT64,
+  if (!length_text.empty() && g_ascii_string_to_unsigned(length_text.c_str(), 10, 0, G_MAXUINT64,
                                                          &length, nullptr) == FALSE) {
     return "the length of the body is not a number";
   }
@@ -66,12 +61,12 @@ std::string ReadPostedForm(Form& form) {
 
 }  // namespace
 
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
 bool DecodeForm(std::string_view encoded, Form& form) {
-  // GLib decodes into C strings, in which a NUL would hide what follows it.
-  if (encoded.find('\0') != std::string_view::npos ||
-      encoded.find("%00") != std::string_view::npos) {
-    return false;
-  }
   const GHashTablePtr fields(g_uri_parse_params(encoded.data(), static_cast<gssize>(encoded.size()),
                                                 "&", G_URI_PARAMS_WWW_FORM, nullptr));
   if (fields == nullptr) {

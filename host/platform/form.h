@@ -8,6 +8,9 @@
 
 namespace Host {
 
+// A variable of the environment; empty when it is not set.
+std::string Environment(const char* name);
+
 using Form = std::map<std::string, std::string>;
 
 // Adds the fields of an encoded form ("a=1&b=x%20y+z") to `form`; a later field replaces an earlier

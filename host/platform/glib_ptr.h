@@ -16,7 +16,7 @@ struct Releaser {
   }
 };
 
-using GString = std::unique_ptr<char, Releaser<g_free>>;
+using GCharPtr = std::unique_ptr<char, Releaser<g_free>>;
 using GKeyFilePtr = std::unique_ptr<GKeyFile, Releaser<g_key_file_free>>;
 using GHashTablePtr = std::unique_ptr<GHashTable, Releaser<g_hash_table_unref>>;
 using GOptionContextPtr = std::unique_ptr<GOptionContext, Releaser<g_option_context_free>>;

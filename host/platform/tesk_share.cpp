@@ -12,7 +12,7 @@ int TESKShareGet(const char* name, TESKShare** share) {
   if (shares == nullptr) {
     return -1;
   }
-  const Host::GString path(g_key_file_get_string(shares.get(), name, "path", nullptr));
+  const Host::GCharPtr path(g_key_file_get_string(shares.get(), name, "path", nullptr));
   if (path == nullptr) {
     return -1;
   }

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr char kGroup[] = "settings";
+constexpr char kSettingsGroup[] = "settings";
 
 // The list behind the count that callers see.
 struct StringList : TLIBCSzList {
@@ -34,11 +34,11 @@ int ReadValue(const char* file, const char* key, std::string& value) {
   if (settings == nullptr) {
     return -1;
   }
-  const Host::GString stored(g_key_file_get_value(settings.get(), kGroup, key, nullptr));
+  const Host::GCharPtr stored(g_key_file_get_value(settings.get(), kSettingsGroup, key, nullptr));
   if (stored == nullptr) {
     return 0;
   }
-  const Host::GString plain(g_uri_unescape_string(stored.get(), nullptr));
+  const Host::GCharPtr plain(g_uri_unescape_string(stored.get(), nullptr));
   if (plain == nullptr) {
     return -1;
   }
@@ -73,8 +73,8 @@ int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, i
   if (settings == nullptr) {
     return -1;
   }
-  const Host::GString encoded(g_uri_escape_string(value, nullptr, FALSE));
-  g_key_file_set_value(settings.get(), kGroup, key, encoded.get());
+  const Host::GCharPtr encoded(g_uri_escape_string(value, nullptr, FALSE));
+  g_key_file_set_value(settings.get(), kSettingsGroup, key, encoded.get());
   return Host::SaveKeyFile(settings.get(), file) ? 0 : -1;
 }
 
@@ -86,7 +86,7 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
   gsize size = 0;
-  const Host::GString content = Host::ReadRegularFile(pid_file, size);
+  const Host::GCharPtr content = Host::ReadRegularFile(pid_file, size);
   if (content == nullptr) {
     return -1;
   }

@@ -12,7 +12,7 @@ namespace TESK::WebAPIUtil {
 
 bool ReadJsonFile(Json::Value& value, const char* path) {
   gsize size = 0;
-  const Host::GString text = Host::ReadRegularFile(path, size);
+  const Host::GCharPtr text = Host::ReadRegularFile(path, size);
   if (text == nullptr) {
     return false;
   }

@@ -14,15 +14,13 @@
 #include <string>
 
 #include "host/platform/form.h"
+#include "host/platform/glib_ptr.h"
 #include "platform/tesk_user.h"
 
 namespace TESK {
 namespace {
 
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
+using Host::Environment;
 
 // Sends one whole answer. The client may be gone: that must not end the process by a signal.
 void Send(const std::string& headers, const std::string& body) {
@@ -47,17 +45,14 @@ void Send(const std::string& headers, const std::string& body) {
 // Host and port of a URL, such as "nas.local:8080", with the scheme's own port left out; empty when
 // there is no host.
 std::string HostAndPort(const std::string& url) {
-  char* host = nullptr;
+  char* text = nullptr;
   int port = -1;
-  constexpr auto kFlags = static_cast<GUriFlags>(G_URI_FLAGS_SCHEME_NORMALIZE);
-  if (g_uri_split_network(url.c_str(), kFlags, nullptr, &host, &port, nullptr) == FALSE) {
+  g_uri_split_network(url.c_str(), G_URI_FLAGS_SCHEME_NORMALIZE, nullptr, &text, &port, nullptr);
+  const Host::GCharPtr host(text);
+  if (host == nullptr || *host == '\0') {
     return "";
   }
-  char* lower = g_ascii_strdown(host, -1);
-  std::string result = lower;
-  g_free(lower);
-  g_free(host);
-  return result.empty() ? "" : result + ":" + std::to_string(port);
+  return Host::GCharPtr(g_ascii_strdown(text, -1)).get() + (":" + std::to_string(port));
 }
 
 // A page of another site can have a signed-in browser send requests here; they are told apart by

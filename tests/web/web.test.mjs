@@ -69,6 +69,7 @@ test('a chain of requests stores, shows, repeats and refuses', async () => {
   assert.equal(readFileSync(join(root, 'var/lib/tesk/index'), 'utf8'), `${root}/volume2/tv/rec\n`);
   assert.deepEqual(readSettings('folder.conf').map(({ path }) => path), ['/video/movies', '/video/shows', '/tv/rec']);
   assert.equal(readSettings('stream.conf').passwd, 'geheim');
+  assert.equal(statSync(join(root, 'var/packages/Cinquill/etc/stream.conf')).mode & 0o77, 0);
 
   const expected = {
     closestreaming: true, pre_recording: 60, post_recording: 90, enableauth: true, account: 'eve', passwd: '24681357',
@@ -101,14 +102,17 @@ test('who may not, and what is not there, is refused', async () => {
   const link = new URL('../../host/www/linked.html', import.meta.url);
   symlinkSync('/etc/hostname', link);
   const body = 'action=save&disable_dtv=yes';
+  await server.stop();
+  await server.startAgain(); // a start that has no password to sign in with makes an account for itself
+  assert.doesNotMatch(readFileSync(join(process.env.BUILD_DIR, 'server/htpasswd'), 'utf8'), /startup-check/);
   const states = fileStates();
   const get = { method: 'GET' };
   const table = [
     ['no password', { user: null, body }, 401],
     ['a wrong password', { password: 'wrong', body }, 401],
-    ['the account that signs in at the start alone', { user: 'startup-check', password: '', body }, 401],
     ['the page without a password', { ...get, user: null, path: '/' }, 401],
     ['another host name', { headers: { Host: 'evil.example' }, body }, 403],
+    ['a host name that begins like ours', { headers: { Host: 'localhost.evil.example' }, body }, 403],
     ['GET of the program', { ...get, path: '/dtv_manage.cgi?action=load' }, 403],
     ['POST to the page', { path: '/', body }, 403],
     ['DELETE of the page', { method: 'DELETE', path: '/' }, 403],
@@ -121,6 +125,7 @@ test('who may not, and what is not there, is refused', async () => {
     ['an escaped way out', { ...get, path: '/%2e%2e/serve' }, 404],
     ['a symbolic link', { ...get, path: '/linked.html' }, 403],
     ['the page', { ...get, path: '/' }, 200],
+    ['the head of the page', { method: 'HEAD', path: '/' }, 200],
   ];
   try {
     for (const [name, call, status] of table) assert.equal((await send(call)).status, status, name);
@@ -132,8 +137,8 @@ test('who may not, and what is not there, is refused', async () => {
       { success: false, errinfo: { sec: 'error', key: 'error_privilege_not_enough' } });
   }
   assert.deepEqual(fileStates(), states);
-  for (const path of ['/', '/dtv_manage.cgi']) {
-    const { headers } = await send({ method: path === '/' ? 'GET' : 'POST', path, body: path === '/' ? '' : 'action=load' });
+  for (const call of [{ ...get, path: '/' }, { body: 'action=load' }, { user: null }, { ...get, path: '/dtv_manage.cgi' }]) {
+    const { headers } = await send(call);
     assert.match(headers['content-security-policy'], /^default-src 'none';.*frame-ancestors 'none'$/);
     assert.deepEqual([headers['x-content-type-options'], headers['referrer-policy'], headers['cache-control']],
       ['nosniff', 'no-referrer', 'no-store']);
