@@ -170,7 +170,7 @@ show_save() {
   if [[ $before == *'"disable_dtv":true'* ]]; then
     switch=no off=false
   fi
-  subpath=recordings/$(date +%Y-%m-%d.%H%M%S)
+  subpath=recordings/$(date +%Y-%m-%d.%H%M%S.%N)
   rm -f "$root"/var/log/*.log
   echo "save:"
   request action=save share=tv "subpath=$subpath" \
