@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -43,19 +44,12 @@ void SetPath(Json::Value& record) {
   }
 }
 
-// Removes the records that fail the test, in place: building a long list anew is slow.
+// Removes records in place: building a long list anew is slow. A null list becomes an array.
 template <typename Test>
-void KeepRecords(Json::Value& folders, Test is_kept) {
-  auto end = folders.begin();
-  Json::ArrayIndex size = 0;
-  for (Json::Value& record : folders) {
-    if (is_kept(record)) {
-      end->swap(record);
-      ++end;
-      ++size;
-    }
-  }
-  folders.resize(size);
+void RemoveRecords(Json::Value& folders, Test is_unwanted) {
+  const auto end = std::remove_if(folders.begin(), folders.end(), is_unwanted);
+  const auto removed = static_cast<Json::ArrayIndex>(std::distance(end, folders.end()));
+  folders.resize(folders.size() - removed);
 }
 
 using LineTest = bool (*)(const std::string& line, const std::string& path);
@@ -164,7 +158,7 @@ void ReadFolderConf(Json::Value& folders) {
   if (!document.isArray()) {
     return;
   }
-  KeepRecords(document, [](const Json::Value& record) { return record.isObject(); });
+  RemoveRecords(document, [](const Json::Value& record) { return !record.isObject(); });
   for (Json::Value& record : document) {
     SetPath(record);
   }
@@ -198,7 +192,7 @@ Json::Value FilterFolders(const Json::Value& folders, const std::string& section
 }
 
 void RemoveFolder(Json::Value& folders, const std::string& share, const std::string& subpath) {
-  KeepRecords(folders, [&](const Json::Value& record) { return !IsAt(record, share, subpath); });
+  RemoveRecords(folders, [&](const Json::Value& record) { return IsAt(record, share, subpath); });
 }
 
 bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath) {
