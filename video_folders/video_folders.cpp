@@ -33,6 +33,17 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
 }
 
+// StringMember() into a string whose memory serves for one member after the other.
+void ReadStringMember(const Json::Value& object, const char* member, std::string& text) {
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  if (object.isObject() && object[member].getString(&begin, &end)) {
+    text.assign(begin, end);
+  } else {
+    text = StringMember(object, member);
+  }
+}
+
 // A path that is right already, as nearly all are, stays where it is: replacing it is slow in a
 // long list.
 void SetPath(Json::Value& record) {
@@ -158,9 +169,16 @@ void ReadFolderConf(Json::Value& folders) {
   if (!document.isArray()) {
     return;
   }
-  RemoveRecords(document, [](const Json::Value& record) { return !record.isObject(); });
+  bool has_others = false;
   for (Json::Value& record : document) {
-    SetPath(record);
+    if (record.isObject()) {
+      SetPath(record);
+    } else {
+      has_others = true;
+    }
+  }
+  if (has_others) {
+    RemoveRecords(document, [](const Json::Value& record) { return !record.isObject(); });
   }
   if (folders.empty()) {
     folders.swap(document);  // as a rule; the records need not move one by one then
@@ -223,8 +241,9 @@ std::string BuildFolderPath(const std::string& share, const std::string& subpath
 bool HasFolderConflict(const Json::Value& folders, const std::string& share,
                        const std::string& subpath) {
   const std::string candidate = BuildFolderPath(share, subpath);
+  std::string existing;
   for (const Json::Value& record : folders) {
-    const std::string existing = StringMember(record, kPath);
+    ReadStringMember(record, kPath, existing);
     if (TESKIndexUtils::IsEqualOrSubPath(candidate, existing) ||
         TESKIndexUtils::IsEqualOrSubPath(existing, candidate)) {
       return true;
