@@ -1,7 +1,9 @@
 #include "video_folders/video_folders.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -291,22 +293,18 @@ TEST_F(VideoFolders, EveryQueueFileIsAsked) {
 }
 
 TEST_F(VideoFolders, AQueueFileThatCannotBeOpenedIsLogged) {
+  // A socket: nobody can open it, while a file's mode stops no root. Its own path may be too long.
   const std::string file = SystemPaths::kIndexingQueue;
-  WriteFile(file, "A:/v/tv\n");
-  std::filesystem::remove(SystemPaths::kFolderConf);  // the journal could not look at it, either
-  Recording::Start({});
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none{0, limit.rlim_max};  // stops root, too, which no file mode does
-  setrlimit(RLIMIT_NOFILE, &none);
-  const bool indexing = IsInIndexingQueue(file, "/v/tv");
-  const bool metadata = IsInMetadataQueue(file, "/v/tv");
-  setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_FALSE(indexing);
-  EXPECT_FALSE(metadata);
+  sockaddr_un address{AF_UNIX, "tesk_indexing_queue"};
+  const int queue = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(chdir(file.substr(0, file.rfind('/')).c_str()), 0);
+  ASSERT_EQ(bind(queue, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  EXPECT_FALSE(IsInIndexingQueue(file, "/v/tv"));
+  EXPECT_FALSE(IsInMetadataQueue(file, "/v/tv"));
   const std::string log =
       "log 3 video_folders: failed to open index queue[/var/spool/tesk_indexing_queue]";
   EXPECT_EQ(Recording::Calls(), (Journal{log, log}));
+  close(queue);
 }
 
 }  // namespace
