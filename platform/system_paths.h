@@ -1,4 +1,5 @@
-// Everything the program touches outside itself: the one place where a path is spelled.
+// Every file, script and tool that the modules touch outside the program: no module spells a path
+// itself. Where a platform keeps what is its own, only that platform knows.
 #ifndef PLATFORM_SYSTEM_PATHS_H_
 #define PLATFORM_SYSTEM_PATHS_H_
 

@@ -9,24 +9,25 @@
 extern "C" {
 
 struct TESKUserDB {
-  TLIBCListDB* privileges;  // by user name: the applications the user may use. Owned by the handle.
+  // By user name: the ids of the applications that the user may use. Owned by the handle.
+  TLIBCListDB* privileges;
 };
 
 // Opens the user database: a handle to be released with TESKUserDBClose(), or null on failure.
 TESKUserDB* TESKUserDBOpen(void);
 
-// Releases a handle; null is not allowed.
+// Releases a handle, which is never null here.
 void TESKUserDBClose(TESKUserDB* db);
 
-// Appends the names of all accounts of one kind to `*list`, in the order of the database. The list
-// may be replaced by a larger one; it stays the caller's. Kind 11: people's accounts. 0 on success,
-// -1 on failure with the reason in TLIBCErrGet().
+// Appends the names of all accounts of one kind to `*list`, in the order of the database. Kind 11,
+// the only one here: people's accounts. The list may be replaced by a larger one; whichever it is
+// stays the caller's, after a failure too. Exactly -1 on failure, with the reason in TLIBCErrGet().
 int TESKUserEnum(TLIBCSzList** list, int kind);
 
-// Fetches a user's numeric ids; a null target is skipped. 0 on success, -1 for an unknown user.
+// Fetches a user's numeric ids; a null target is skipped. 0 on success, other than 0 on failure.
 int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid);
 
-// 1 when the user belongs to the administrators' group, 0 when not, -1 on failure.
+// Exactly 1 when the user belongs to the administrators' group; any other value counts as not.
 int TESKGroupIsAdminGroupMem(const char* user);
 
 }  // extern "C"

@@ -1,38 +1,41 @@
 // The appliance's core library: key-value files, process control, string lists, the last error.
-// All strings are NUL-terminated. Nothing here logs.
+// All strings are NUL-terminated. "Negative" and "other than 0" promise no particular value.
 #ifndef PLATFORM_TLIBC_H_
 #define PLATFORM_TLIBC_H_
 
 extern "C" {
 
-// ---- Key-value files. `flags` is always 0 here.
+// ---- Key-value files. Any text is a value and is read as it was stored, line feeds included; it
+// disturbs no other key. `flags` is always 0 here.
 
-// Copies the value of `key` into `buffer` of `size` bytes, cut to fit and always terminated.
-// Returns the length of the value (more than 0), 0 when the file or the key is absent or the value
-// empty, a negative value on error. The buffer is terminated in every case.
+// Copies the value of `key` into `buffer` of `size` bytes, cut to fit and terminated. Returns more
+// than 0 when there is a value; 0, or a negative value on error, when there is none or it is empty:
+// the buffer is not looked at then.
 int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int size, int flags);
 
 // Stores `value` under `key`; creates the file and the key where they are missing and keeps all
-// other keys. 0 on success, a negative value on error (the file is then as it was).
+// other keys. Negative on error.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags);
 
-// Compares the stored value with `value`: 1 when equal, 0 when different or absent, a negative
-// value on error.
+// Compares the stored value with `value`: more than 0 when they are equal, 0 when they differ or
+// when there is no such file or key, negative when the file cannot be read. Callers take everything
+// but 0 for equal.
 int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags);
 
 // ---- Process control.
 
-// Sends `signal` to the process whose number is in the file. 0 on success; -1 when the file is
-// missing, holds anything but one process number of 2 or more, or the process is gone.
+// Sends `signal` to the one process whose number is in the file, if there are such a file and such
+// a process, and to no other. Returns in every case; the result decides nothing.
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal);
 
-// Runs `program` with exactly these four arguments, without a shell, and waits for its end. Its
-// standard output is discarded. Returns the exit status, or -1 when it could not be run or was
-// ended by a signal.
+// Runs `program` with exactly these four arguments, empty ones included, without a shell. Nothing
+// that it prints gets into the answer of this process. 0 when the program reports success, other
+// than 0 when it fails or cannot be run.
 int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
               const char* arg4);
 
-// ---- String lists. Whoever obtains a list releases it with TLIBCSzListFree().
+// ---- String lists, which keep the order of their items. Whoever obtains a list releases it with
+// TLIBCSzListFree().
 
 struct TLIBCSzList {
   int count;  // number of items; whatever follows is the library's own
@@ -41,23 +44,24 @@ struct TLIBCSzList {
 // A new empty list with room for `capacity` items (it grows beyond), or null on failure.
 TLIBCSzList* TLIBCSzListAlloc(int capacity);
 
-// The item at `index`, owned by the list; null when there is none.
+// The item at `index`, which is from 0 to below the count. It stays the list's.
 const char* TLIBCSzListGet(const TLIBCSzList* list, int index);
 
 // The index of the first item equal to `item`, a negative value when there is none.
 int TLIBCSzListFind(const TLIBCSzList* list, const char* item);
 
-// Releases a list; null is allowed.
+// Releases a list, which is never null here.
 void TLIBCSzListFree(TLIBCSzList* list);
 
 // A store of string lists, one a name.
 struct TLIBCListDB;
 
 // A new list with what the store holds for `name`, or null when it holds nothing or cannot be read.
-// The caller releases the list. The third argument is always null here.
+// The third argument is always null here.
 TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* db, const char* name, const void* reserved);
 
-// ---- The error code of the last call of this library that failed.
+// ---- The error code of the last call that failed, of this library or of the user database: a
+// number for the log.
 int TLIBCErrGet(void);
 
 }  // extern "C"

@@ -6,8 +6,10 @@
 
 namespace TESK::WebAPIUtil {
 
-// Parses the JSON file at `path` into `value`. True on success. False, with `value` untouched, when
-// the file is missing, cannot be read or does not parse. Logs nothing, throws nothing.
+// Reads the JSON file at `path`, whatever the type of its document, in place of `value`. True on
+// success. False, with `value` untouched, when the file is missing, cannot be read or does not
+// parse. A shortage of memory is none of these and ends the process: whoever is told that there is
+// no folder list starts a new one.
 bool ReadJsonFile(Json::Value& value, const char* path);
 
 }  // namespace TESK::WebAPIUtil

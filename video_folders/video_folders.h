@@ -109,7 +109,7 @@ bool RunIndexTool(const std::string& path, const std::string& option);
 // Whether any of the indexer's four queue files holds the path.
 bool IsPathQueued(const std::string& path);
 
-// Looks for the very path, waiting to be added ("A") or read anew ("R"), in a file of lines like
+// Looks for the very path, as an entry of operation "A" or "R", in a file of lines like
 //   A:/volume1/video/film.mkv
 //   Cinquill:1:A:/volume1/video/film.mkv     (package, flag, operation; flag 1 only)
 bool IsInIndexingQueue(const std::string& queue_file, const std::string& path);

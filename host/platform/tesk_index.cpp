@@ -1,4 +1,5 @@
-// Stands in for the indexing utilities.
+// Stands in for the indexing utilities. What it decides by itself: paths are compared in lexically
+// normal form, so that "." and ".." are resolved; the file system is not asked.
 #include "platform/tesk_index.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // Stands in for the share database: a key file with one group a share, `path` (on the appliance)
-// and `index` in it. What it does not imitate: encrypted, external and hidden shares.
+// and `index` in it. What it does not imitate: encrypted, external and hidden shares. What it
+// decides by itself: a share is there when its path is noted, whether or not that folder exists.
 #include "platform/tesk_share.h"
 
 #include <string>

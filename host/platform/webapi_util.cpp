@@ -1,4 +1,5 @@
-// Stands in for the web-API utilities.
+// Stands in for the web-API utilities. What it decides by itself: only a regular file can be read;
+// comments in it are skipped, and so is whatever follows its first document.
 #include "platform/webapi_util.h"
 
 #include <json/reader.h>

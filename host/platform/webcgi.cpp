@@ -1,6 +1,12 @@
 // Stands in for the CGI framework behind any web server that speaks CGI. What it does not imitate:
 // login sessions of its own (signing in is the web server's affair), file uploads, and any method
-// but a query and a posted form.
+// but a query and a posted form. What it decides by itself:
+// - The constructor answers a request that cannot be decoded with "400 Bad Request" and ends the
+//   process with exit status 1, before anything else runs.
+// - The texts of In() last as long as the object.
+// - The answer leaves in one piece, with its length, as one line of JSON: a cut answer can be told
+//   from a whole one.
+// - Log lines go to standard error as well, where a web server puts them into its error log.
 #include "platform/webcgi.h"
 
 #include <glib.h>
