@@ -91,6 +91,7 @@ WebCGI::WebCGI(const char* /*session*/, bool /*check_session*/)
   if (!reason.empty()) {
     Refuse(reason);
   }
+  unsetenv("HTTP_AUTHORIZATION");  // the administrator's password is none of a script's business
 }
 
 WebCGI::~WebCGI() { closelog(); }
