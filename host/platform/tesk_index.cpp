@@ -22,12 +22,10 @@ std::string Normal(const std::string& path) {
   return std::filesystem::path(path).lexically_normal().string();
 }
 
-// The same for paths in normal form, which may still end with a slash.
+// The same for paths in normal form, which may still end with slashes: "//" stays as it is.
 bool IsInside(std::string_view path, std::string_view parent) {
   for (std::string_view* each : {&path, &parent}) {
-    if (!each->empty() && each->back() == '/') {
-      each->remove_suffix(1);
-    }
+    *each = each->substr(0, each->find_last_not_of('/') + 1);
   }
   return path.substr(0, parent.size()) == parent &&
          (path.size() == parent.size() || path[parent.size()] == '/');
