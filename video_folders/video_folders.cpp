@@ -55,6 +55,14 @@ void SetPath(Json::Value& record) {
   }
 }
 
+std::string Serialize(const Json::Value& value) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored \
+    "-Wdeprecated-declarations"  // the form that the files have always had
+  return Json::FastWriter().write(value);
+#pragma GCC diagnostic pop
+}
+
 // Removes records in place: building a long list anew is slow. A null list becomes an array.
 template <typename Test>
 void RemoveRecords(Json::Value& folders, Test is_unwanted) {
@@ -123,22 +131,18 @@ std::string StringMember(const Json::Value& object, const char* member) {
 }
 
 bool WriteJsonFile(const std::string& path, const Json::Value& value) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored \
-    "-Wdeprecated-declarations"  // the form that the files have always had
-  Json::FastWriter writer;
-#pragma GCC diagnostic pop
-  std::ofstream file;
   if (path.empty()) {
     syslog(LOG_ERR, "%s:%d Bad parameter", kModule, __LINE__);
     return false;
   }
-  file.open(path, std::ios::out | std::ios::trunc);
+  // Before the file is opened, which empties it: memory may be short.
+  const std::string text = Serialize(value);
+  std::ofstream file(path, std::ios::out | std::ios::trunc);
   if (!file) {
     syslog(LOG_ERR, "%s:%d failed to write json file[%s]", kModule, __LINE__, path.c_str());
     return false;
   }
-  file << writer.write(value);
+  file << text;
   if (!file) {
     syslog(LOG_ERR, "%s:%d failed to write json file[%s]", kModule, __LINE__, path.c_str());
     return false;

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 namespace Host {
 
@@ -23,9 +24,15 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
 }
 
 GCharPtr ReadRegularFile(const char* file, gsize& size) {
+  if (g_file_test(file, G_FILE_TEST_IS_REGULAR) == FALSE) {
+    return nullptr;
+  }
   char* content = nullptr;
-  if (g_file_test(file, G_FILE_TEST_IS_REGULAR) != FALSE) {
-    g_file_get_contents(file, &content, &size, nullptr);
+  GError* raw_error = nullptr;
+  g_file_get_contents(file, &content, &size, &raw_error);
+  const GErrorPtr error(raw_error);
+  if (g_error_matches(error.get(), G_FILE_ERROR, G_FILE_ERROR_NOMEM) != FALSE) {
+    throw std::bad_alloc();  // nobody may take a file for missing that is only too large
   }
   return GCharPtr(content);
 }

@@ -27,7 +27,8 @@ void AppendItem(TLIBCSzList* list, const char* item);
 bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups);
 
 // The content of a regular file, and its size. Others never end (a device) or have no end yet (a
-// pipe): null for them, as for what cannot be read.
+// pipe): null for them, as for what cannot be read. Throws std::bad_alloc where memory is short:
+// nothing here catches it, so that it ends the process before anything is written.
 GCharPtr ReadRegularFile(const char* file, gsize& size);
 
 // Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`.

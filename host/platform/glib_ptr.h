@@ -17,6 +17,7 @@ struct Releaser {
 };
 
 using GCharPtr = std::unique_ptr<char, Releaser<g_free>>;
+using GErrorPtr = std::unique_ptr<GError, Releaser<g_error_free>>;
 using GKeyFilePtr = std::unique_ptr<GKeyFile, Releaser<g_key_file_free>>;
 using GHashTablePtr = std::unique_ptr<GHashTable, Releaser<g_hash_table_unref>>;
 using GOptionContextPtr = std::unique_ptr<GOptionContext, Releaser<g_option_context_free>>;

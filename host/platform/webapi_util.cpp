@@ -4,7 +4,6 @@
 
 #include <json/reader.h>
 
-#include <exception>
 #include <memory>
 
 #include "host/platform/core.h"
@@ -25,8 +24,8 @@ bool ReadJsonFile(Json::Value& value, const char* path) {
     if (!reader->parse(text.get(), text.get() + size, &parsed, nullptr)) {
       return false;
     }
-  } catch (const std::exception&) {
-    return false;  // the reader throws where values are nested too deep for it
+  } catch (const Json::Exception&) {
+    return false;  // values are nested too deep for the reader
   }
   value.swap(parsed);
   return true;
