@@ -1,63 +1,99 @@
-// Any query, body and headers against the whole program. The parts of an input: query, body,
-// content type, content length (of the two, an empty one stands for the right one), origin, host.
-#include <glib.h>
+// Any request over any settings files, served in this process without starting a program. The parts
+// of an input, separated by "~": query, body, origin, folder.conf, record.conf, stream.conf,
+// dtv_setting.conf, and what the probe prints.
+#include <unistd.h>
 
-#include "fuzz/harness.h"
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+// A process reads record.conf and stream.conf once, and notes it in variables that only the source
+// itself sees; here they start anew with every request.
+#include "dtv_manage/dtv_manage.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "host/platform/form.h"
-#include "host/platform/glib_ptr.h"
+#include "tests/harness.h"
 
 namespace {
 
-using Fuzz::Check;
+using namespace Cinquill;
+using Harness::Outcome;
 
-constexpr char kLibraries[] =
-    R"([{"share": "video", "subpath": "movies", "section": "movie", "path": "/video/movies"}])";
-
-void PrepareParts(const std::vector<std::string>& parts) {
-  const std::string type = parts[2].empty() ? "application/x-www-form-urlencoded" : parts[2];
-  const std::string length = parts[3].empty() ? std::to_string(parts[1].size()) : parts[3];
-  Fuzz::Prepare({"REQUEST_METHOD=POST", "QUERY_STRING=" + parts[0], "CONTENT_TYPE=" + type,
-                 "CONTENT_LENGTH=" + length, "HTTP_ORIGIN=" + parts[4], "HTTP_HOST=" + parts[5]},
-                parts[1]);
-}
-
-std::string Escape(const std::string& text) {
-  return Host::GCharPtr(g_uri_escape_string(text.c_str(), nullptr, FALSE)).get();
-}
-
-void CheckRoundTrip(const Host::Form& form) {
-  std::string encoded;
-  for (const auto& [name, value] : form) {
-    encoded += (encoded.empty() ? "" : "&") + Escape(name) + "=" + Escape(value);
+// Ends the run with the input as a finding, unless it holds.
+void Check(bool holds, const char* what) {
+  if (!holds) {
+    std::fprintf(stderr, "ERROR: does not hold: %s\n", what);
+    std::abort();
   }
-  Host::Form again;
-  Check(Host::DecodeForm(encoded, again) && again == form, "a form survives encoding");
 }
 
-void CheckAnswer(const Json::Value& answer, const std::string& action, bool has_origin) {
-  const bool refused = answer["errinfo"]["key"] == "error_privilege_not_enough";
-  Check(has_origin || !refused, "the administrator is let in");
-  Check((action == "save" && !refused) || !Fuzz::HasEffect(), "only a save has an effect");
-  Check(refused || action == "save" || answer["success"].asBool() == (action == "load"),
-        "a load succeeds and the unknown fails");
+// A malformed request has no output: the handler's construction would end the process with it.
+Outcome Serve(const Harness::Request& request, Host::Form& form) {
+  CGI::record_conf_read = CGI::stream_conf_read = false;
+  Harness::AreFilesWritten();
+  const auto run = [&form] {
+    const bool is_well_formed = Host::ReadForm(form).empty();
+    lseek(STDIN_FILENO, 0, SEEK_SET);
+    return is_well_formed && Harness::RunDTVManage();
+  };
+  Outcome outcome = Harness::Serve(request, -1, run, false);
+  const Json::Value& answer = outcome.answer;
+  Check(outcome.output.empty() || answer["success"] == (outcome.status == 0), "an answer");
+  Check(!answer.isMember(outcome.status == 0 ? "errinfo" : "data"), "one outcome");
+  return outcome;
+}
+
+Json::Value Load() {
+  Host::Form form;
+  const Outcome outcome = Serve(Harness::Post("action=load"), form);
+  const Json::Value& data = outcome.answer["data"];
+  Check(data.isObject() && !Harness::AreFilesWritten(), "a load succeeds without any effect");
+  Check(data.get("passwd", "24681357") == "24681357", "the password is not shown");
+  return data;
+}
+
+void CheckSaved(const Harness::Request& request, Host::Form& form) {
+  const Json::Value data = Load();
+  for (const char* flag : {"closestreaming", "enableauth", "enable_viewer_limit"}) {
+    Check(data[flag] == (form[flag] == "true"), flag);
+  }
+  Check(form["account"].empty() || data["account"] == form["account"], "the account");
+  const std::string word = form.count("disable_dtv") == 0 ? "no" : form["disable_dtv"];
+  Check(word.empty() || data["disable_dtv"] == (word == "yes"), "the switch");
+  const std::string share = form["share"];
+  const std::string subpath = form["subpath"];
+  Check(share.empty() || HasFolder(LoadFolderConf(), share, subpath), "the destination");
+  // Only the first of several recording folders is replaced; another one shows then, and the same
+  // save replaces that. A switch is read back by its first 31 bytes: a longer one is always news.
+  if ((share.empty() || data["dtv_destination"] == BuildFolderPath(share, subpath)) &&
+      word.size() < 32) {
+    Check(Serve(request, form).status == 0 && !Harness::AreFilesWritten(),
+          "the same save again has no effect");
+    Check(Load() == data, "the same save again changes nothing");
+  }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::vector<std::string> parts = Fuzz::Split(data, size, 6);
-  Fuzz::SetFiles({kLibraries, "", "", ""});
-  Fuzz::Settle();
-  PrepareParts(parts);
-  Host::Form form;
-  const std::string reason = Host::ReadForm(form);
-  if (!reason.empty()) {  // the handler's construction would end the process with this answer
-    Check(reason.find('\n') == std::string::npos, "the reason of a refusal is one line");
-    return 0;
+  std::istringstream input(std::string(reinterpret_cast<const char*>(data), size));
+  std::string parts[8];
+  for (std::string& part : parts) {
+    std::getline(input, part, '~');
   }
-  CheckRoundTrip(form);
-  CheckAnswer(Fuzz::Serve(), form["action"], !parts[4].empty());
-  Fuzz::Prepare({"QUERY_STRING=action=load"}, "");
-  Check(Fuzz::Serve()["success"].asBool(), "what was stored can be loaded");
+  Harness::WriteFile(SystemPaths::kFolderConf, parts[3]);
+  Harness::WriteFile(SystemPaths::kRecordConf, parts[4]);
+  Harness::WriteFile(SystemPaths::kStreamConf, parts[5]);
+  Harness::WriteFile(SystemPaths::kDTVSettingConf, parts[6]);
+  Harness::probe_output = parts[7];
+  Load();
+  Harness::Request request = Harness::Post(parts[1]);
+  request.environment.push_back("QUERY_STRING=" + parts[0]);
+  request.environment.push_back("HTTP_ORIGIN=" + parts[2]);
+  Host::Form form;
+  const Outcome outcome = Serve(request, form);
+  Check(form["action"] == "save" || !Harness::AreFilesWritten(), "only a save has an effect");
+  if (outcome.status == 0 && form["action"] == "save") {
+    CheckSaved(request, form);
+  }
   return 0;
 }

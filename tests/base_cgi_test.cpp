@@ -1,171 +1,77 @@
+// What an answer holds, and the people who may use the package.
 #include "base_cgi/base_cgi.h"
 
-#include <gtest/gtest.h>
-#include <syslog.h>
+#include <cerrno>
 
-#include <algorithm>
-#include <climits>
+#include "host/platform/core.h"
+#include "host/platform/host_paths.h"
+#include "tests/test.h"
 
-#include "tests/recording_platform.h"
+namespace Harness {
 
-namespace Cinquill::CGI {
-namespace {
+using Cinquill::CGI::BaseCGI;
 
-using Recording::Journal;
-using Users = std::vector<std::pair<std::uint32_t, std::string>>;
-
-// ---- The frame
-
-struct Reports {
-  const char* name;
-  bool sets_error;
-  bool sets_data;
-  bool result;
-  const char* answer;
-};
-
-class ReportingHandler : public BaseCGI {
- public:
-  explicit ReportingHandler(const Reports& reports) : reports_(reports) {}
-
- protected:
-  bool Process() override {
-    if (reports_.sets_error) {
+TEST(Answer, HoldsWhatTheResultOfTheHandlerAllows) {
+  ResetRoot();
+  struct Handler : BaseCGI {
+    bool Process() override {
       SetErrorInfo("error", "first");
-      SetErrorInfo("error", "last");
+      SetErrorInfo("other", "last");
+      SetData(7);
+      return std::string(In("works", "")) == "yes";
     }
-    if (reports_.sets_data) {
-      SetData(Json::Value(7));
-    }
-    return reports_.result;
-  }
-
- private:
-  Reports reports_;
-};
-
-TEST(BaseCGI, ResultOfProcessDecidesWhatTheAnswerHolds) {
-  for (const Reports& reports : std::vector<Reports>{
-           {"nothing, true", false, false, true, R"({"success":true})"},
-           {"nothing, false", false, false, false, R"({"success":false})"},
-           {"data, true", false, true, true, R"({"data":7,"success":true})"},
-           {"data, false", false, true, false, R"({"success":false})"},
-           {"error, false", true, false, false,
-            R"({"errinfo":{"key":"last","sec":"error"},"success":false})"},
-           {"error and data, true", true, true, true, R"({"data":7,"success":true})"}}) {
-    SCOPED_TRACE(reports.name);
-    Recording::Start({});
-    ReportingHandler handler(reports);
-    EXPECT_EQ(handler.Run(), reports.result);
-    EXPECT_EQ(Recording::Answer(), reports.answer);
-    EXPECT_EQ(Recording::Calls(), (Journal{"check_authorized", "is_admin",
-                                           "header text/plain; charset=\"UTF-8\"", "body"}));
-  }
-}
-
-TEST(BaseCGI, OnlyAnAuthenticatedAdministratorGetsThrough) {
-  struct Row {
-    int session;
-    int administrator;
-    bool passes;
   };
-  for (const Row& row : std::vector<Row>{
-           {1, 1, true}, {2, -1, true}, {1, 0, false}, {0, 1, false}, {-1, 1, false}}) {
-    SCOPED_TRACE(testing::Message() << row.session << ", " << row.administrator);
-    Recording::Answers answers;
-    answers.session = row.session;
-    answers.administrator = row.administrator;
-    Recording::Start(answers);
-    ReportingHandler handler({"", false, true, true, ""});
-    EXPECT_EQ(handler.Run(), row.passes);
-    EXPECT_EQ(Recording::Answer(), row.passes ? R"({"data":7,"success":true})"
-                                              : R"({"errinfo":{"key":"error_privilege_not_enough",)"
-                                                R"("sec":"error"},"success":false})");
-    EXPECT_EQ(Recording::Calls()[1] == "is_admin", row.session > 0);
-  }
+  const auto run = [] { return Handler().Run(); };
+  EXPECT_EQ(Serve(Post("works=yes"), -1, run).answer, Parse(R"({"data": 7, "success": true})"));
+  EXPECT_EQ(Serve(Post(""), -1, run).answer,
+            Parse(R"({"errinfo": {"key": "last", "sec": "other"}, "success": false})"));
 }
 
-// ---- Package users
-
-const std::vector<std::string> kPrivileged{"Other.App", "TESK.DXQ.Cinquill.AppInstance"};
-
-Recording::Answers SomeUsers() {
-  Recording::Answers answers;
-  answers.users = {{"u0", kPrivileged},
-                   {"none", {}},
-                   {"other", {"Other.App", "TESK.DXQ.Cinquill.AppInstance2"}},
-                   {"u3", kPrivileged},
-                   {"admin", kPrivileged, true},
-                   {"u5", kPrivileged},
-                   {"lost", kPrivileged, false, false},
-                   {"u7", kPrivileged},
-                   {"u8", kPrivileged}};
-  return answers;
-}
-
-TEST(ListAppUsers, PagesOverTheUsersThatMatch) {
-  const Users all{{1000, "u0"}, {1003, "u3"}, {1005, "u5"}, {1007, "u7"}, {1008, "u8"}};
-  struct Row {
-    int offset;
-    int limit;
-    Users page;
-  };
-  for (const Row& row : std::vector<Row>{{0, -1, all},
-                                         {2, 2, {all[2], all[3]}},
-                                         {4, 9, {all[4]}},
-                                         {0, 0, {}},
-                                         {5, -1, {}},
-                                         {INT_MAX, INT_MAX, {}},
-                                         {1, INT_MAX, {all[1], all[2], all[3], all[4]}},
-                                         {-2, 3, {all[0]}},
-                                         {INT_MIN, INT_MIN, all}}) {
-    SCOPED_TRACE(testing::Message() << row.offset << ", " << row.limit);
-    Recording::Start(SomeUsers());
+TEST(PackageUsers, ComeInPagesUnlessTheirDatabaseFails) {
+  // Accounts of which u1, u3 and u5 match.
+  ResetRoot();
+  WriteFile(Host::kPasswd,
+            "system:x:999:1::/:\nu1:x:1000:1::/:\nnone:x:1002:1::/:\nu3:x:1003:1::/:\n"
+            "boss:x:1004:1::/:\nu5:x:1005:1::/:\nother:x:1006:1::/:\n");
+  WriteFile(Host::kGroup, "administrators:x:1:boss\nusers:x:2:u1,boss\n");
+  WriteFile(Host::kAppPrivileges,
+            "Other.App:x:1:u1,other\nTESK.DXQ.Cinquill.AppInstance:x:2:system,u1,u3,boss,u5\n"
+            "TESK.DXQ.Cinquill.AppInstance2:x:3:other\n");
+  // Offset, limit, and the index of a failing call (of u3's privileges, of u3's id, and of those
+  // before any user); the users, their total, which starts as -7, the number of calls that are made
+  // and, of those, releases of lists (not of the administrator's, deliberately); what is logged.
+  for (const Json::Value& row : Rows(R"([0, -1, -1, "u1 1000, u3 1003, u5 1005, ", 3, 23, 5, ""],
+      [0, 0, -1, "", 3, 23, 5, ""], [1, 1, -1, "u3 1003, ", 3, 23, 5, ""],
+      [1, 2147483647, -1, "u3 1003, u5 1005, ", 3, 23, 5, ""],
+      [2147483647, 2147483647, -1, "", 3, 23, 5, ""], [-2, 3, -1, "u1 1000, ", 3, 23, 5, ""],
+      [0, -1, 8, "u1 1000, u5 1005, ", 2, 20, 4, ""], [0, -1, 10, "u1 1000, u5 1005, ", 2, 23, 5, ""],
+      [0, -1, 0, "", -7, 2, 0, "Failed to open user db"],
+      [0, -1, 1, "", -7, 4, 0, "TLIBCSzListAlloc failed. error=[0x00AB]"],
+      [0, -1, 2, "", -7, 6, 1, "TESKUserEnum failed. error=[0x00AB]"])")) {
+    SCOPED_TRACE(row);
+    Host::SetError(0xAB);
+    StartJournal(row[2].asInt());
+    std::string users;
     int total = -7;
-    EXPECT_EQ(BaseCGI::ListAppUsers(row.offset, row.limit, total), row.page);
-    EXPECT_EQ(total, 5);
-    EXPECT_EQ(Recording::ListsOutstanding(), 1) << "the administrator's list alone is left";
-  }
-}
-
-TEST(ListAppUsers, AFailureIsLoggedAndLeavesTheTotal) {
-  const std::string log = "log " + std::to_string(LOG_ERR) + " base_cgi: ";
-  for (const Journal& expected :
-       std::vector<Journal>{{"user_db_open", log + "Failed to open user db"},
-                            {"user_db_open", "list_alloc 512",
-                             log + "TLIBCSzListAlloc failed. error=[0x00AB]", "user_db_close"},
-                            {"user_db_open", "list_alloc 512", "user_enum 11",
-                             log + "TESKUserEnum failed. error=[0x00AB]", "user_db_close"}}) {
-    SCOPED_TRACE(expected[expected.size() - 1]);
-    Recording::Answers answers = SomeUsers();
-    while (expected[static_cast<std::size_t>(++answers.failing_call) + 1].rfind("log", 0) != 0) {
+    for (const auto& [id, name] : BaseCGI::ListAppUsers(row[0].asInt(), row[1].asInt(), total)) {
+      users += name + " " + std::to_string(id) + ", ";
     }
-    Recording::Start(answers);
-    int total = -7;
-    EXPECT_EQ(BaseCGI::ListAppUsers(0, -1, total), Users{});
-    EXPECT_EQ(total, -7);
-    EXPECT_EQ(Recording::Calls(), expected);
-    EXPECT_EQ(Recording::ListsOutstanding(), 0);
+    const Journal calls = Calls();
+    EXPECT_EQ(users, row[3].asString());
+    EXPECT_EQ(total, row[4].asInt());
+    EXPECT_TRUE(calls.size() < 5 || calls[1] + calls[2] == "TLIBCSzListAlloc 512TESKUserEnum 11");
+    EXPECT_EQ(calls.size(), row[5].asUInt());
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "TLIBCSzListFree"), row[6].asInt());
+    EXPECT_EQ(calls.back() == "TESKUserDBClose", row[2] != 0);
+    EXPECT_TRUE(row[7] == "" ||
+                calls[row[2].asUInt() + 1] == "log 3 base_cgi " + row[7].asString());
   }
+  std::filesystem::remove(Host::kPasswd);
+  EXPECT_EQ(TESKUserDBOpen(), nullptr);
+  EXPECT_EQ(TLIBCErrGet(), ENOENT);
+  Host::SetError(0);
+  EXPECT_EQ(TESKUserEnum(nullptr, 11), -1);
+  EXPECT_EQ(TLIBCErrGet(), ENOENT);
 }
 
-TEST(ListAppUsers, AUserWhoseDataCannotBeReadIsSkipped) {
-  Recording::Start(SomeUsers());
-  int total = 0;
-  BaseCGI::ListAppUsers(0, -1, total);
-  const Journal calls = Recording::Calls();
-  for (const auto& [call, count] : std::vector<std::pair<std::string, int>>{
-           {"privileges u3", 4}, {"id u3", 4}, {"is_admin_member u3", 5}}) {
-    SCOPED_TRACE(call);
-    Recording::Answers answers = SomeUsers();
-    answers.failing_call =
-        static_cast<int>(std::find(calls.begin(), calls.end(), call) - calls.begin());
-    Recording::Start(answers);
-    EXPECT_EQ(BaseCGI::ListAppUsers(0, -1, total).size(), static_cast<std::size_t>(count));
-    EXPECT_EQ(total, count);
-    EXPECT_EQ(Recording::ListsOutstanding(), 1);
-  }
-}
-
-}  // namespace
-}  // namespace Cinquill::CGI
+}  // namespace Harness
