@@ -41,10 +41,10 @@ TEST(PackageUsers, ComeInPagesUnlessTheirDatabaseFails) {
   // before any user); the users, their total, which starts as -7, the number of calls that are made
   // and, of those, releases of lists (not of the administrator's, deliberately); what is logged.
   for (const Json::Value& row : Rows(R"([0, -1, -1, "u1 1000, u3 1003, u5 1005, ", 3, 23, 5, ""],
-      [0, 0, -1, "", 3, 23, 5, ""], [1, 1, -1, "u3 1003, ", 3, 23, 5, ""],
-      [1, 2147483647, -1, "u3 1003, u5 1005, ", 3, 23, 5, ""],
+      [1, 2147483647, -1, "u3 1003, u5 1005, ", 3, 23, 5, ""], [0, 0, -1, "", 3, 23, 5, ""],
       [2147483647, 2147483647, -1, "", 3, 23, 5, ""], [-2, 3, -1, "u1 1000, ", 3, 23, 5, ""],
-      [0, -1, 8, "u1 1000, u5 1005, ", 2, 20, 4, ""], [0, -1, 10, "u1 1000, u5 1005, ", 2, 23, 5, ""],
+      [0, -1, 8, "u1 1000, u5 1005, ", 2, 20, 4, ""],
+      [0, -1, 10, "u1 1000, u5 1005, ", 2, 23, 5, ""],
       [0, -1, 0, "", -7, 2, 0, "Failed to open user db"],
       [0, -1, 1, "", -7, 4, 0, "TLIBCSzListAlloc failed. error=[0x00AB]"],
       [0, -1, 2, "", -7, 6, 1, "TESKUserEnum failed. error=[0x00AB]"])")) {

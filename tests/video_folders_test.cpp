@@ -76,16 +76,12 @@ TEST(IndexQueue, LinesAreJudgedByTheFormOfTheFile) {
   EXPECT_FALSE(IsInMetadataQueue(kIndexingQueue, "/")) << "a line of one character";
 }
 
-TEST(IndexQueue, IsAnyOfFourFiles) {
+TEST(IndexQueue, IsAnyOfFourFilesThatCanBeOpened) {
   for (const char* file : {kIndexingQueue, kIndexingQueueTmp, kMetadataQueue, kMetadataQueueTmp}) {
     ResetRoot();
     WriteFile(file, "A:/v\n");
     EXPECT_TRUE(IsPathQueued("/v")) << file;
   }
-}
-
-TEST(IndexQueue, FileThatCannotBeOpenedIsLogged) {
-  ResetRoot();
   // A socket: nobody can open it, while a file's mode stops no root.
   const int queue = socket(AF_UNIX, SOCK_STREAM, 0);
   std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(queue), kIndexingQueue);
