@@ -6,6 +6,7 @@ import { existsSync, readFileSync, renameSync, rmSync, writeFileSync } from 'nod
 import { createServer } from 'node:net';
 import { join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
+import { setTimeout as pause } from 'node:timers/promises';
 import { fileURLToPath } from 'node:url';
 
 if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
@@ -60,11 +61,11 @@ export function folder(share, subpath, section = 'tv_record') {
 }
 
 // Stores a whole state, usual but for what is named here.
-export function store({ folders, stream, tunerConflict = false } = {}) {
+export function store({ folders, stream, record, tunerConflict = false } = {}) {
   const usualStream = { enableauth: 'yes', account: 'viewer', passwd: 'old', enable_viewer_limit: 'yes', streaminglimit: 4 };
   const files = {
     'folder.conf': folders ?? [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
-    'record.conf': { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
+    'record.conf': record ?? { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
     'stream.conf': stream ?? usualStream,
   };
   for (const [name, content] of Object.entries(files)) writeFileSync(inSettings(name), JSON.stringify(content));
@@ -86,6 +87,9 @@ export function hold(program) {
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
+    async untilHeld() {
+      while (!existsSync(held)) await pause(50);
+    },
     release() {
       rmSync(held, { force: true });
       if (existsSync(original)) renameSync(original, script);
