@@ -6,7 +6,6 @@ import { existsSync, readFileSync, renameSync, rmSync, writeFileSync } from 'nod
 import { createServer } from 'node:net';
 import { join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
-import { setTimeout as pause } from 'node:timers/promises';
 import { fileURLToPath } from 'node:url';
 
 if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
@@ -87,9 +86,6 @@ export function hold(program) {
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
-    async untilHeld() {
-      while (!existsSync(held)) await pause(50);
-    },
     release() {
       rmSync(held, { force: true });
       if (existsSync(original)) renameSync(original, script);
