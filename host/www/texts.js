@@ -1,7 +1,7 @@
 // Everything the page says. `errors` are sentences about a request, under the program's own error keys
 // where it has one; `problems` of a field and what the bar says in each phase stand with the rest.
 
-const languages = {
+export const languages = {
   en: {
     title: 'Digital TV',
     intro: 'Recording and streaming on this appliance',
@@ -161,7 +161,7 @@ const languages = {
 const wanted = navigator.languages.map((tag) => tag.toLowerCase().split('-')[0]);
 
 export const language = wanted.find((name) => Object.hasOwn(languages, name)) ?? 'en';
-export const texts = languages[language];
+const texts = languages[language];
 
 // The text of that name. One that is missing is an error of the page's, but none to stop it.
 export function text(name) {

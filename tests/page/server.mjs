@@ -6,26 +6,15 @@ import { existsSync, readFileSync, renameSync, rmSync, writeFileSync } from 'nod
 import { createServer } from 'node:net';
 import { join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
-import { fileURLToPath } from 'node:url';
 
 if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
 const buildFolder = resolve(process.env.BUILD_DIR);
 const inRoot = (path) => join(buildFolder, 'root', path);
 const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
 
-export const screenshots = join(buildFolder, 'screenshots');
-
-async function findFreePort() {
-  const probe = createServer().listen(0, '127.0.0.1');
-  await once(probe, 'listening');
-  const { port } = probe.address();
-  probe.close();
-  return port;
-}
-
 // The server ends with this process, also when this one is killed.
 async function launch(...parameters) {
-  const serve = fileURLToPath(new URL('../../host/serve.sh', import.meta.url));
+  const serve = new URL('../../host/serve.sh', import.meta.url).pathname;
   const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], { stdio: ['ignore', 'pipe', 'inherit'] });
   let password;
   for await (const line of createInterface({ input: child.stdout })) {
@@ -36,17 +25,16 @@ async function launch(...parameters) {
 }
 
 export async function startServer() {
-  const port = await findFreePort();
+  const probe = createServer().listen(0, '127.0.0.1'); // finds a free port
+  await once(probe, 'listening');
+  const { port } = probe.address();
+  probe.close();
   let { child, password } = await launch('--port', port, '--reset');
   return {
     url: `http://127.0.0.1:${port}/`,
     credentials: { username: 'admin', password },
-    async stop() {
-      if (child.kill()) await once(child, 'exit');
-    },
-    async startAgain() {
-      ({ child } = await launch('--port', port));
-    },
+    stop: async () => child.kill() && once(child, 'exit'),
+    startAgain: async () => { ({ child } = await launch('--port', port)); },
   };
 }
 
@@ -55,40 +43,33 @@ export function readSettings(name) {
   return name.startsWith('dtv_') ? text : JSON.parse(text);
 }
 
-export function folder(share, subpath, section = 'tv_record') {
-  return { share, subpath, section, section_name: section, path: `/${share}/${subpath}` };
-}
+export const folder = (share, subpath, section = 'tv_record') =>
+  ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
 
-// Stores a whole state, usual but for what is named here.
-export function store({ folders, stream, record, tunerConflict = false } = {}) {
-  const usualStream = { enableauth: 'yes', account: 'viewer', passwd: 'old', enable_viewer_limit: 'yes', streaminglimit: 4 };
-  const files = {
-    'folder.conf': folders ?? [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
-    'record.conf': record ?? { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
-    'stream.conf': stream ?? usualStream,
+// Stores a whole state, usual but for the files that are given.
+export function store({ tunerConflict = false, ...files } = {}) {
+  const usual = {
+    'folder.conf': [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
+    'record.conf': { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
+    'stream.conf': { enableauth: 'yes', account: 'viewer', passwd: 'old', enable_viewer_limit: 'yes', streaminglimit: 4 },
   };
-  for (const [name, content] of Object.entries(files)) writeFileSync(inSettings(name), JSON.stringify(content));
+  for (const [name, content] of Object.entries({ ...usual, ...files })) writeFileSync(inSettings(name), JSON.stringify(content));
   writeFileSync(inSettings('dtv_setting.conf'), '[settings]\ndisable_dtv=no\n');
   rmSync(inRoot('etc/tesk/dvb_conflict'), { force: true });
   if (tunerConflict) writeFileSync(inRoot('etc/tesk/dvb_conflict'), '');
 }
 
-export const controlScript = 'var/packages/Cinquill/scripts/teskdtv.sh';
 export const indexTool = 'usr/tesk/bin/teskindex';
 
 // Makes a program that a save runs wait, ten seconds at most, until it is released: the save then
 // takes as long as a test needs.
 export function hold(program) {
   const script = inRoot(program);
-  const original = `${script}.original`;
   const held = inRoot('var/run/held');
-  renameSync(script, original);
+  renameSync(script, `${script}.original`);
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
-    release() {
-      rmSync(held, { force: true });
-      if (existsSync(original)) renameSync(original, script);
-    },
+    release: () => { rmSync(held, { force: true }); renameSync(`${script}.original`, script); },
   };
 }
