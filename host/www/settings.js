@@ -118,8 +118,9 @@ export function differ(form, stored) {
 // Answers [field, name of the problem's sentence] for every field that can't be saved. What is stored
 // already is kept as it is, so only what was typed can be a mistake.
 export function problemsOf(form, stored) {
-  const typed = Object.entries(MISTAKES).filter(([name]) => form[name] !== stored[name]);
-  const problems = typed.map(([name, mistakes]) => [name, Object.keys(mistakes).find((key) => mistakes[key](form[name]))]);
+  const problems = Object.entries(MISTAKES)
+    .filter(([name]) => form[name] !== stored[name])
+    .map(([name, mistakes]) => [name, Object.keys(mistakes).find((key) => mistakes[key](form[name]))]);
   if (form.enableauth && !stored.account) {
     if (!form.account) problems.push(['account', 'account_missing']);
     if (!form.passwd) problems.push(['passwd', 'password_missing']);
@@ -155,14 +156,19 @@ export function isNews(now, shown, attempt) {
   return Object.keys(now).some((name) => now[name] !== shown[name] && now[name] !== attempt?.sent[name]);
 }
 
-// What is stored now but may be without effect, as parts of the form: what was so already, and what
-// `attempt`, a save that failed, has left. The first step that fails ends a save, so of the steps that
-// had something to change only the last one stored can have failed after it stored.
+// What is stored now but may be without effect, as parts of the form: what was so already (`known`),
+// and what `attempt`, a save that failed, has left so.
 export function halfDoneNow(known, attempt, now) {
-  const changed = attempt ? STEPS.map((names) => pick(names, attempt.sent)).filter((part) => differ(part, attempt.before)) : [];
-  const last = changed.filter((part) => !differ(part, now)).pop();
-  const left = last && ('share' in last || 'dtv_service' in last) ? [last] : [];
-  return [...known, ...left].filter((part) => !differ(part, now));
+  return [...known, ...leftBy(attempt, now)].filter((part) => !differ(part, now));
+}
+
+// The first step that fails ends a save. So of the steps that had something to change only the last
+// one stored can have failed after it stored, and only two steps do more than to store.
+function leftBy(attempt, now) {
+  if (attempt === null) return [];
+  const changed = STEPS.map((names) => pick(names, attempt.sent)).filter((part) => differ(part, attempt.before));
+  const last = changed.filter((part) => !differ(part, now)).slice(-1);
+  return last.filter((part) => 'share' in part || 'dtv_service' in part);
 }
 
 function pick(names, form) {
