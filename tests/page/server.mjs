@@ -43,8 +43,7 @@ export function readSettings(name) {
   return name.startsWith('dtv_') ? text : JSON.parse(text);
 }
 
-export const folder = (share, subpath, section = 'tv_record') =>
-  ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
+export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
 
 // Stores a whole state, usual but for the files that are given.
 export function store({ tunerConflict = false, ...files } = {}) {
