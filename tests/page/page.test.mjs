@@ -136,7 +136,7 @@ test('keeps what was typed when the server stops during a save, and finds out wh
   await fill(typed);
   await scan('unsaved');
   await page.locator('#save').dblclick();
-  while (!service.isHeld()) await page.waitForTimeout(50);
+  for (let waits = 0; !service.isHeld() && waits < 100; waits += 1) await page.waitForTimeout(50);
   assert.deepEqual([sent.length, await page.locator('input:enabled').count()], [1, 0]);
   await scan('saving');
   await server.stop();
