@@ -91,7 +91,8 @@ function refreshFields(busy) {
   setText('destination', destination(form));
   for (const name of ['pre_recording', 'post_recording']) setText(`${name}-duration`, duration(form[name]));
   for (const name of ['share', 'dtv_service']) {
-    setText(`${name}-doubt`, halfDone.some((part) => name in part) ? text(`${name}_doubt`) : '');
+    const part = halfDone.find((each) => name in each);
+    setText(`${name}-doubt`, part ? text(`${name}_doubt`).replace('{folder}', () => destination(part)) : '');
   }
   setText('passwd-hint', stored.account && text('passwd_hint'));
   element('reveal').disabled = element('passwd').disabled;

@@ -66,8 +66,8 @@ export const languages = {
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
     error_duplicate_path: 'Another library already uses this folder, one in it or one around it. Choose a different one.',
-    share_doubt: 'The appliance has stored this folder but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
-    dtv_service_doubt: 'The appliance has stored this choice but may not have started or stopped the service. Save the opposite choice, and then this one again.',
+    share_doubt: 'The appliance has stored the folder {folder} but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
+    dtv_service_doubt: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
 
     errors: {
       load: 'The settings could not be loaded.',
@@ -143,8 +143,8 @@ export const languages = {
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
     error_duplicate_path: 'Eine andere Bibliothek benutzt bereits diesen Ordner, einen darin oder einen um ihn herum. Wählen Sie einen anderen.',
-    share_doubt: 'Das Gerät hat diesen Ordner gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
-    dtv_service_doubt: 'Das Gerät hat diese Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder diese.',
+    share_doubt: 'Das Gerät hat den Ordner {folder} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
+    dtv_service_doubt: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
 
     errors: {
       load: 'Die Einstellungen konnten nicht geladen werden.',

@@ -113,7 +113,7 @@ test('shows a refusal at its fields, and what a failed save may have left half d
   await fill({ subpath: 'tv', share: 'unknown' });
   assert.equal(await page.locator('[aria-invalid=true]').count(), 0);
 
-  const notice = page.getByText('The appliance has stored this folder but may not have set it up.');
+  const notice = page.getByText('The appliance has stored the folder /unknown/tv but may not have set it up.');
   await save({}, 'failed');
   assert.equal(await page.locator('#alert').textContent(), 'Not all settings could be saved and put into effect.');
   await notice.waitFor();
