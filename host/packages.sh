@@ -1,4 +1,4 @@
-# Sourced by run, test and .ci/run: installs what is missing on a Debian machine, and builds.
+# Sourced by every command: shows its usage, installs what is missing on a Debian machine, and builds.
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the lists are for those who source this file
 
@@ -6,6 +6,31 @@ export PATH="$PATH:/usr/sbin:/sbin" # where Debian keeps servers; not in everybo
 die() {
   printf '%s: %s\n' "${0##*/}" "$*" >&2
   exit 1
+}
+
+# A command's usage is the comment that it begins with.
+usage() {
+  sed -n '2,/^$/ s/^# \{0,1\}//p' "$0"
+}
+
+# refuse REASON: for arguments that the command does not know.
+refuse() {
+  printf '%s: %s\n\n' "${0##*/}" "$1" >&2
+  usage >&2
+  exit 2
+}
+
+for argument in "$@"; do
+  case $argument in
+    -h | --help) usage; exit ;;
+  esac
+done
+
+# Paths below this folder go through a shell. Asked before anything is installed.
+check_path() {
+  if [[ $PWD =~ [^-A-Za-z0-9_./+:@,] ]]; then
+    die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
+  fi
 }
 
 # What tells that a package is there: a command, a NAME.pc of pkg-config, or a file.
@@ -19,6 +44,7 @@ is_there() {
 
 # need PROBE=PACKAGE...: installs each package whose probe is not there.
 need() {
+  check_path
   local item missing=()
   for item in "$@"; do
     is_there "${item%%=*}" || missing+=("${item#*=}")
@@ -54,15 +80,17 @@ need_page_test_packages() {
   fi
 }
 
-# build PRESET [CMAKE OPTION...]: prints the build's output only when it fails.
+# build PRESET [NAME [CMAKE OPTION...]]: in build/NAME (PRESET); prints the build's output only when
+# it fails.
 build() {
-  local log
-  if [[ $PWD =~ [^-A-Za-z0-9_./+:@,] ]]; then
-    die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
+  local folder=$PWD/build/${2:-$1} log options=()
+  # CMake refuses a folder that was moved; what else is in it, such as settings, stays.
+  if [ -e "$folder/CMakeCache.txt" ] && ! grep -qxF "CMAKE_CACHEFILE_DIR:INTERNAL=$folder" "$folder/CMakeCache.txt"; then
+    options=(--fresh)
   fi
   log=$(mktemp)
-  echo "building ($1)" >&2
-  if ! { cmake --preset "$@" && cmake --build --preset "$1"; } > "$log" 2>&1; then
+  echo "building (${2:-$1})" >&2
+  if ! { cmake "${options[@]}" --preset "$1" -B "$folder" "${@:3}" && cmake --build "$folder"; } > "$log" 2>&1; then
     tail -n 40 "$log" >&2
     rm -f "$log"
     die "the build failed"

@@ -2,15 +2,19 @@
 # host/serve.sh BUILD_DIR [--port N] [--reset] [--once]
 # Serves the settings page and the program of one build folder behind lighttpd, on 127.0.0.1 only,
 # until it is told to stop; everything it started then stops with it. `run` sources this file.
+#   --port N   another port than 8080
+#   --reset    start over: fresh settings, a new password
+#   --once     start over; load, save and load again through the web server, then stop
 
 set -euo pipefail
 umask 077 # settings hold a plain-text password
-source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+source_dir=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 # shellcheck source=host/packages.sh
 . "$source_dir/host/packages.sh"
 
 daemons=(teskindexd teskvideoindexd teskvideometadatad)
 children=()
+lighttpd='' # its process number
 
 parse_options() {
   port=8080 reset=false once=false
@@ -18,46 +22,93 @@ parse_options() {
     case $1 in
       --port) port=${2-}; shift ;;
       --reset) reset=true ;;
-      --once) once=true ;;
-      *) die "unknown option $1; the options are --port N, --reset and --once" ;;
+      --once) once=true reset=true ;;
+      *) refuse "unknown argument $1" ;;
     esac
-    shift || die "--port needs a number"
+    shift || true
   done
   if ! [[ $port =~ ^[1-9][0-9]{0,4}$ ]] || ((port > 65535)); then
-    die "--port needs a number from 1 to 65535"
+    refuse "--port needs a number from 1 to 65535"
   fi
+  check_port
+}
+
+check_port() {
   if (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null; then
     die "port $port is taken; choose another one with --port N"
   fi
 }
 
-stop_children() {
+# lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
+lock() {
+  mkdir -p "$1"
+  exec 9> "$1/serve.lock"
+  flock -n 9 || die "$1 is being built or served by another start; stop that first"
+  trap stop_all EXIT
+  trap 'exit 129' HUP
+  trap 'exit 130' INT
+  trap 'exit 143' TERM
+}
+
+stop_all() {
+  trap '' HUP INT TERM
+  [ -z "$lighttpd" ] || stop_server
   [ ${#children[@]} -eq 0 ] || kill "${children[@]}" 2> /dev/null || true
   wait
   [ -z "${htpasswd-}" ] || forget_check_account
 }
 
-# start COMMAND...: in the background; it ends with this script, also when that is killed.
+# A request that runs may finish within the server's time limit; what is left of it then is ended.
+stop_server() {
+  local signal=TERM tries
+  if [ -s "$server/lighttpd.pid" ]; then
+    signal=INT # finish first
+  fi
+  kill "-$signal" "$lighttpd" 2> /dev/null || true
+  wait "$lighttpd" || true
+  signal=TERM
+  for ((tries = 0; tries < 20; ++tries)); do
+    kill "-$signal" -- "-$lighttpd" 2> /dev/null || return 0
+    sleep 0.1
+    if ((tries == 10)); then
+      signal=KILL
+    fi
+  done
+}
+
+# start COMMAND...: in the background, in a session of its own, which Ctrl-C does not reach; it ends
+# with this script, also when that is killed.
 start() {
-  setpriv --pdeathsig TERM "$@" 9>&- &
+  setsid setpriv --pdeathsig TERM "$@" 9>&- &
   children+=($!)
 }
 
 set_up_root() {
-  if $reset; then
-    rm -rf "$root" "$server"
+  rm -rf "$root".{new,old}
+  if $reset && [ -e "$root" ]; then
+    mv "$root" "$root.old" # an interruption must not leave the half of it
+    rm -rf "$root.old" "$server"
   fi
-  if [ ! -d "$root/etc" ]; then
-    rm -rf "$root" "$root.new"
+  if [ ! -e "$root" ]; then
     cp -R "$source_dir/host/root" "$root.new"
     mv "$root.new" "$root"
   fi
+  check_root
   rm -f "$root"/var/run/*.pid # of daemons that were killed: their numbers may be others' now
   mkdir -p "$server"
 }
 
+# Everything but the folder list, which somebody may have taken away to see what the program does.
+check_root() {
+  local skeleton=$source_dir/host/root missing
+  missing=$(diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" | sed -n "s|^Only in $skeleton\(.*\): |\1/|p") || true
+  [ -z "$missing" ] || die "$root lacks ${missing//$'\n'/, }; start over with --reset"
+}
+
 add_account() { # NAME PASSWORD
-  printf '%s:%s\n' "$1" "$(openssl passwd -6 -stdin <<< "$2")" >> "$htpasswd"
+  local hash
+  hash=$(openssl passwd -6 -stdin <<< "$2")
+  printf '%s:%s\n' "$1" "$hash" >> "$htpasswd"
 }
 
 forget_check_account() {
@@ -66,20 +117,43 @@ forget_check_account() {
   fi
 }
 
-# The administrator's password is known only when it is made; later starts sign in for their own
-# requests with an account whose password lives as long as the start.
+# The administrator's password is shown when it is made. This script's own requests sign in with an
+# account whose password lives as long as the start.
 set_up_accounts() {
   htpasswd=$server/htpasswd
   forget_check_account
-  check_account=startup-check check_password=$(openssl rand -hex 16)
-  if [ ! -s "$htpasswd" ]; then
-    check_account='admin'
-    add_account admin "$check_password"
-    echo "user name: admin"
-    echo "password: $check_password"
-  else
-    add_account startup-check "$check_password"
+  if ! $once; then
+    set_up_administrator
   fi
+  check_password=$(openssl rand -hex 16)
+  add_account startup-check "$check_password"
+}
+
+set_up_administrator() {
+  local password
+  echo "user name: admin"
+  if [ -s "$htpasswd" ]; then
+    echo "password: as shown at the first start; if it is lost, delete $htpasswd and start again (settings stay)"
+  else
+    password=$(openssl rand -hex 16)
+    add_account admin "$password"
+    echo "password: $password"
+  fi
+}
+
+# The settings have no lock of their own: the server runs one request at a time. Whoever waits has
+# not begun; the program has all of the server's time limit that the wait leaves.
+write_wrapper() {
+  cat > "$server/one_at_a_time" << END
+#!/bin/sh
+exec 9> '$server/request.lock'
+flock --wait 30 9 || {
+  printf 'Status: 503 Service Unavailable\r\nContent-Type: text/plain\r\n\r\nanother request is at work\n'
+  exit 1
+}
+exec '$build_dir/dtv_manage.cgi'
+END
+  chmod +x "$server/one_at_a_time"
 }
 
 write_server_conf() {
@@ -89,8 +163,8 @@ server.modules = ("mod_setenv", "mod_access", "mod_alias", "mod_auth", "mod_auth
 server.bind = "127.0.0.1"
 server.port = $port
 server.document-root = "$source_dir/host/www"
+server.pid-file = "$server/lighttpd.pid"
 server.errorlog = "$server/error.log"
-server.breakagelog = "$server/error.log"
 server.upload-dirs = ("$server")
 server.tag = ""
 server.follow-symlink = "disable"
@@ -117,7 +191,7 @@ setenv.set-response-header = (
   url.access-deny = ("")
 }
 \$HTTP["url"] == "/dtv_manage.cgi" {
-  alias.url = ("/dtv_manage.cgi" => "$build_dir/dtv_manage.cgi")
+  alias.url = ("/dtv_manage.cgi" => "$server/one_at_a_time")
   cgi.assign = ("" => "")
   cgi.limits = ("read-timeout" => 60, "write-timeout" => 60)
   \$HTTP["request-method"] != "POST" {
@@ -130,21 +204,24 @@ else \$HTTP["request-method"] !~ "^(GET|HEAD)$" {
 END
 }
 
+# The server writes its process number down when it has the port.
 is_serving() {
   [ "$(compgen -G "$root/var/run/tesk*d.pid" | wc -l)" -eq ${#daemons[@]} ] &&
-    (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null
+    [ "$(cat "$server/lighttpd.pid" 2> /dev/null)" = "$lighttpd" ]
 }
 
 start_all() {
-  local name
+  local name tries=0
+  check_port
   for name in "${daemons[@]}"; do
     start "$root/usr/tesk/sbin/teskdaemon" "$name"
   done
-  start lighttpd -D -f "$server/lighttpd.conf"
-  local lighttpd=$! tries=0
+  rm -f "$server/lighttpd.pid"
+  start lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
+  lighttpd=$!
   until is_serving; do
     if ! kill -0 "$lighttpd" 2> /dev/null || [ $((tries += 1)) -gt 100 ]; then
-      die "the server does not start: $(tail -n1 "$server/error.log" 2> /dev/null)"
+      die "the server does not start: $(tail -n1 "$server/error.log")"
     fi
     sleep 0.1
   done
@@ -156,46 +233,37 @@ request() {
   for parameter in "$@"; do
     parameters+=(--data-urlencode "$parameter")
   done
-  # The password goes in by a file: arguments are for all to see.
-  answer=$(curl -sS --max-time 60 -K <(printf 'user = "%s:%s"' "$check_account" "$check_password") \
+  # The password goes in by a file, for arguments are for all to see, and to no proxy.
+  answer=$(curl -q -sS --noproxy '*' --max-time 60 -K <(printf 'user = "startup-check:%s"' "$check_password") \
     "${parameters[@]}" "http://127.0.0.1:$port/dtv_manage.cgi") || return
   echo "$answer"
   [[ $answer == *'"success":true'* ]]
 }
 
-# Stores a destination, options and a switch that differ from what is stored, and shows what the
-# appliance's services saw of it. Fails unless the save and a load that shows it succeed.
+# Saves a destination, options and the switch, and shows what the appliance's services saw of it.
+# Fails unless the save and a load that shows it succeed.
 show_save() {
-  local before=$1 switch=yes off=true subpath after
-  if [[ $before == *'"disable_dtv":true'* ]]; then
-    switch=no off=false
-  fi
-  subpath=recordings/$(date +%Y-%m-%d.%H%M%S.%N)
-  rm -f "$root"/var/log/*.log
+  local after
   echo "save:"
-  request action=save share=tv "subpath=$subpath" \
+  request action=save share=tv subpath=recordings \
     closestreaming=true pre_recording=60 post_recording=300 \
     enableauth=true account=viewer passwd=24681357 password_confirm=75318642 \
-    enable_viewer_limit=true streaming_limit=3 "disable_dtv=$switch" || return
+    enable_viewer_limit=true streaming_limit=3 disable_dtv=yes || return
   sleep 0.3 # the daemons write their lines in their own time
   echo "trace:"
   sed 's/^/  /' "$root"/var/log/{teskindex,teskindexd,teskvideoindexd,teskvideometadatad,teskdtv}.log || return
   echo "load:"
   after=$(request action=load) || { echo "$after"; return 1; }
   echo "$after"
-  [[ $after == *"\"/tv/$subpath\""* && $after == *'"pre_recording":60'* && $after == *"\"disable_dtv\":$off"* ]]
+  [[ $after == *'"/tv/recordings"'* && $after == *'"pre_recording":60'* && $after == *'"disable_dtv":true'* ]]
 }
 
-serve() { # BUILD_DIR
-  build_dir=$(cd "$1" && pwd -P)
+serve() { # BUILD_DIR, which is locked
+  build_dir=$(readlink -f "$1")
   root=$build_dir/root server=$build_dir/server
-  exec 9> "$build_dir/serve.lock"
-  flock -n 9 || die "this folder's page is being served already; stop that first"
-  trap stop_children EXIT
-  trap 'exit 143' TERM
-  trap 'exit 130' INT
   set_up_root
   set_up_accounts
+  write_wrapper
   write_server_conf
   start_all
   echo "load:"
@@ -203,17 +271,19 @@ serve() { # BUILD_DIR
   answer=$(request action=load) || die "the first load failed: ${answer:-no answer}"
   echo "$answer"
   if $once; then
-    show_save "$answer" || die "the save failed, or does not show in the second load"
+    show_save || die "the save failed, or does not show in the second load"
     return
   fi
   forget_check_account
   echo "page: http://127.0.0.1:$port/   program: POST http://127.0.0.1:$port/dtv_manage.cgi"
+  echo "log: $server/error.log"
   echo "ready: http://127.0.0.1:$port/"
-  wait "${children[-1]}"
+  wait "$lighttpd"
 }
 
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
-  [ $# -gt 0 ] || die "usage: host/serve.sh BUILD_DIR [--port N] [--reset] [--once]"
+  [ $# -gt 0 ] || refuse "no build folder"
   parse_options "${@:2}"
+  lock "$1"
   serve "$1"
 fi
