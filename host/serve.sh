@@ -107,8 +107,8 @@ check_root() {
 
 add_account() { # NAME PASSWORD
   local hash
-  hash=$(openssl passwd -6 -stdin <<< "$2")
-  printf '%s:%s\n' "$1" "$hash" >> "$htpasswd"
+  hash=$(printf %s "$2" | openssl dgst -sha1 -binary | openssl base64)
+  printf '%s:{SHA}%s\n' "$1" "$hash" >> "$htpasswd"
 }
 
 forget_check_account() {
@@ -141,17 +141,12 @@ set_up_administrator() {
   fi
 }
 
-# The settings have no lock of their own: the server runs one request at a time. Whoever waits has
-# not begun; the program has all of the server's time limit that the wait leaves.
+# The settings have no lock of their own, so the server runs one request at a time. Who waits in vain
+# is answered with an error and has not begun; the rest of the server's time limit is the program's.
 write_wrapper() {
   cat > "$server/one_at_a_time" << END
 #!/bin/sh
-exec 9> '$server/request.lock'
-flock --wait 30 9 || {
-  printf 'Status: 503 Service Unavailable\r\nContent-Type: text/plain\r\n\r\nanother request is at work\n'
-  exit 1
-}
-exec '$build_dir/dtv_manage.cgi'
+exec flock --no-fork --wait 30 '$server/request.lock' '$build_dir/dtv_manage.cgi'
 END
   chmod +x "$server/one_at_a_time"
 }
