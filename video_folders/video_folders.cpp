@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string_view>
@@ -135,9 +136,12 @@ bool WriteJsonFile(const std::string& path, const Json::Value& value) {
     syslog(LOG_ERR, "%s:%d Bad parameter", kModule, __LINE__);
     return false;
   }
-  // Before the file is opened, which empties it: memory may be short.
+  // No memory is asked for once the file is opened, which empties it: the stream's buffer is here.
   const std::string text = Serialize(value);
-  std::ofstream file(path, std::ios::out | std::ios::trunc);
+  char buffer[BUFSIZ];
+  std::ofstream file;
+  file.rdbuf()->pubsetbuf(buffer, sizeof(buffer));
+  file.open(path, std::ios::out | std::ios::trunc);
   if (!file) {
     syslog(LOG_ERR, "%s:%d failed to write json file[%s]", kModule, __LINE__, path.c_str());
     return false;
