@@ -60,8 +60,8 @@ struct TLIBCListDB;
 // The third argument is always null here.
 TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* db, const char* name, const void* reserved);
 
-// ---- The error code of the last call that failed, of this library or of the user database: a
-// number for the log.
+// ---- The error code of a TLIBCSzListAlloc() or TESKUserEnum() that has just failed: a number for
+// the log.
 int TLIBCErrGet(void);
 
 }  // extern "C"

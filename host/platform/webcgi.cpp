@@ -6,6 +6,8 @@
 // - The texts of In() last as long as the object.
 // - The answer leaves in one piece, with its length, as one line of JSON: a cut answer can be told
 //   from a whole one.
+// - A client that is gone ends nothing: SIGPIPE is ignored.
+// - The sign-in (HTTP_AUTHORIZATION) is removed from the environment once the request is read.
 // - Log lines go to standard error as well, where a web server puts them into its error log.
 #include "platform/webcgi.h"
 
@@ -17,6 +19,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "host/platform/form.h"
@@ -46,6 +49,15 @@ void Send(const std::string& headers, const std::string& body) {
 [[noreturn]] void Refuse(const std::string& reason) {
   Send("Status: 400 Bad Request\r\nContent-Type: text/plain; charset=\"UTF-8\"", reason + "\n");
   std::exit(EXIT_FAILURE);
+}
+
+// The administrator's password is none of a script's business, neither in its own environment nor
+// in what it can read of this process.
+void HideSignIn() {
+  if (char* sign_in = std::getenv("HTTP_AUTHORIZATION")) {
+    explicit_bzero(sign_in, std::strlen(sign_in));
+    unsetenv("HTTP_AUTHORIZATION");
+  }
 }
 
 // Host and port of a URL, such as "nas.local:8080", with the scheme's own port left out; empty when
@@ -91,7 +103,7 @@ WebCGI::WebCGI(const char* /*session*/, bool /*check_session*/)
   if (!reason.empty()) {
     Refuse(reason);
   }
-  unsetenv("HTTP_AUTHORIZATION");  // the administrator's password is none of a script's business
+  HideSignIn();
 }
 
 WebCGI::~WebCGI() { closelog(); }
