@@ -29,7 +29,7 @@ void Check(bool holds, const char* what) {
 // A malformed request has no output: the handler's construction would end the process with it.
 Outcome Serve(const Harness::Request& request, Host::Form& form) {
   CGI::record_conf_read = CGI::stream_conf_read = false;
-  Harness::AreFilesWritten();
+  Harness::TakeWrites();
   const auto run = [&form] {
     const bool is_well_formed = Host::ReadForm(form).empty();
     lseek(STDIN_FILENO, 0, SEEK_SET);
@@ -46,7 +46,7 @@ Json::Value Load() {
   Host::Form form;
   const Outcome outcome = Serve(Harness::Post("action=load"), form);
   const Json::Value& data = outcome.answer["data"];
-  Check(data.isObject() && !Harness::AreFilesWritten(), "a load succeeds without any effect");
+  Check(data.isObject() && !Harness::TakeWrites(), "a load succeeds without any effect");
   Check(data.get("passwd", "24681357") == "24681357", "the password is not shown");
   return data;
 }
@@ -66,7 +66,7 @@ void CheckSaved(const Harness::Request& request, Host::Form& form) {
   // save replaces that. A switch is read back by its first 31 bytes: a longer one is always news.
   if ((share.empty() || data["dtv_destination"] == BuildFolderPath(share, subpath)) &&
       word.size() < 32) {
-    Check(Serve(request, form).status == 0 && !Harness::AreFilesWritten(),
+    Check(Serve(request, form).status == 0 && !Harness::TakeWrites(),
           "the same save again has no effect");
     Check(Load() == data, "the same save again changes nothing");
   }
@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   request.environment.push_back("HTTP_ORIGIN=" + parts[2]);
   Host::Form form;
   const Outcome outcome = Serve(request, form);
-  Check(form["action"] == "save" || !Harness::AreFilesWritten(), "only a save has an effect");
+  Check(form["action"] == "save" || !Harness::TakeWrites(), "only a save has an effect");
   if (outcome.status == 0 && form["action"] == "save") {
     CheckSaved(request, form);
   }

@@ -118,8 +118,8 @@ Outcome Serve(const Request& request, int failing_call, const std::function<bool
   }
   const std::string text = Content(output);
   const std::size_t body = text.find("\r\n\r\n{");
-  return {status, text, body == std::string::npos ? Json::Value() : Parse(text.substr(body)),
-          Calls()};
+  const bool is_answer = body == text.rfind("\r\n\r\n") && text.rfind("Content-Type: ", 0) == 0;
+  return {status, text, is_answer ? Parse(text.substr(body)) : Json::Value(), Calls()};
 }
 
 void ResetRoot() {
@@ -137,7 +137,7 @@ void WriteFile(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
-bool AreFilesWritten() {
+bool TakeWrites() {
   bool are_written = false;
   for (const auto& entry : fs::recursive_directory_iterator(kRoot)) {
     are_written = are_written || entry.last_write_time() != fs::file_time_type();
@@ -152,10 +152,6 @@ Json::Value Parse(const std::string& text) {
   return value;
 }
 
-}  // namespace Harness
-
-using Harness::Fails;
-using Harness::probe_output;
 using Text = const char*;
 
 // Defines the wrapper of a function: its result and symbol, its name in the journal, its parameters
@@ -209,3 +205,5 @@ void __wrap_syslog(int priority, const char* format, ...) {
 }
 
 }  // extern "C"
+
+}  // namespace Harness

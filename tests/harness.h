@@ -57,8 +57,8 @@ void ResetRoot();
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 
-// Whether a file was made or written, be it with what it held, since the last call.
-bool AreFilesWritten();
+// Whether a file was made or written, be it with what it held, since the last call; forgets it.
+bool TakeWrites();
 
 // The value of a JSON text; throws on any other.
 Json::Value Parse(const std::string& text);
