@@ -15,7 +15,7 @@ let page;
 after(() => Promise.all([browser.close(), server.stop()]));
 beforeEach(async () => { store(); await open(); });
 // Mistakes of the page's own, such as a text that is missing.
-afterEach(async () => assert.deepEqual(await page.pageErrors(), []));
+afterEach(async () => assert.deepEqual(await page.pageErrors({ filter: 'all' }), []));
 
 async function open(options = {}) {
   page = await (await browser.newContext({ httpCredentials: server.credentials, locale: 'en-GB', ...options })).newPage();
@@ -71,7 +71,7 @@ test('shows what is stored, keeps what was not touched, and stores every change'
     [folders, { ...record, post_recording: 0 }, { ...stream, enableauth: 'no' }]);
 
   const changes = {
-    share: 'video', subpath: 'Aufnahmen & mehr/ä', closestreaming: true, pre_recording: '0', post_recording: '2147483647',
+    share: 'video', subpath: `Aufnahmen & mehr/${'ä'.repeat(80)}`, closestreaming: true, pre_recording: '0', post_recording: '2147483647',
     enableauth: true, account: '<b>&amp;+=', enable_viewer_limit: true, streaming_limit: '12', dtv_service: false,
   };
   await fill({ ...changes, subpath: ` ${changes.subpath} `, passwd: ' new=secret ', password_confirm: ' new=secret ' });
