@@ -158,8 +158,12 @@ async function run(progress, work) {
   await work().catch(showFailure);
   const doubt = halfDone.find((part) => !known.includes(part));
   const field = document.querySelector('[aria-invalid=true]') ?? (doubt && element(Object.keys(doubt)[0]));
-  if (field) field.focus();
-  else (focused.disabled || focused.hidden ? element('messages') : focused).focus({ preventScroll: true });
+  if (field) {
+    field.focus();
+    element(`${field.name}-doubt`)?.scrollIntoView({ block: 'nearest' });
+  } else {
+    (focused.disabled || focused.hidden ? element('messages') : focused).focus({ preventScroll: true });
+  }
 }
 
 const runLoad = () => run('loading', load);
