@@ -81,7 +81,7 @@ TEST(IndexQueue, IsAnyOfFourFilesThatCanBeOpened) {
     ResetRoot();
     WriteFile(file, "A:/v\n");
     StartJournal();
-    EXPECT_TRUE(IsPathQueued("/v") && Calls().empty()) << file;
+    EXPECT_TRUE(IsPathQueued("/v") && !IsPathQueued("/w") && Calls().empty()) << file;
   }
   // A socket: nobody can open it, while a file's mode stops no root.
   const int queue = socket(AF_UNIX, SOCK_STREAM, 0);
@@ -119,6 +119,8 @@ TEST(IndexingServices, TellWhatBecameOfTheCall) {
   ResetRoot();
   EXPECT_TRUE(RunIndexTool("/srv/tv", kIndexAdd));
   EXPECT_FALSE(RunIndexTool("", kIndexRemove)) << "the tool refuses an empty path";
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "exit $#", "sh", "one"), 1);
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "kill -9 $$", "", ""), -1);
   StartJournal();
   EXPECT_EQ(SignalIndexDaemons(false), -1) << "no daemon runs";
   EXPECT_EQ(Calls(), (Journal{"TLIBCProcSignalByPidFile /var/run/teskvideoindexd.pid 12",

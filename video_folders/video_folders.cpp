@@ -34,7 +34,8 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
 }
 
-// StringMember() into a string whose memory serves for one member after the other.
+// StringMember() into a string whose memory serves for one member after the other; the first way is
+// for speed alone.
 void ReadStringMember(const Json::Value& object, const char* member, std::string& text) {
   const char* begin = nullptr;
   const char* end = nullptr;

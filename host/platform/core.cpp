@@ -2,7 +2,6 @@
 
 #include <grp.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <new>
 
@@ -11,7 +10,6 @@ namespace Host {
 bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups) {
   std::FILE* stream = std::fopen(file, "re");
   if (stream == nullptr) {
-    SetError(errno);
     return false;
   }
   for (const group* entry = fgetgrent(stream); entry != nullptr; entry = fgetgrent(stream)) {
@@ -23,29 +21,30 @@ bool GroupsOf(const char* file, const char* member, std::vector<std::string>& gr
   return true;
 }
 
-GCharPtr ReadRegularFile(const char* file, gsize& size) {
+FileContent ReadRegularFile(const char* file) {
   if (g_file_test(file, G_FILE_TEST_IS_REGULAR) == FALSE) {
-    return nullptr;
+    return {};
   }
-  char* content = nullptr;
+  char* text = nullptr;
+  gsize size = 0;
   GError* raw_error = nullptr;
-  g_file_get_contents(file, &content, &size, &raw_error);
+  g_file_get_contents(file, &text, &size, &raw_error);
   const GErrorPtr error(raw_error);
   if (g_error_matches(error.get(), G_FILE_ERROR, G_FILE_ERROR_NOMEM) != FALSE) {
     throw std::bad_alloc();  // nobody may take a file for missing that is only too large
   }
-  return GCharPtr(content);
+  return {GCharPtr(text), size};
 }
 
-GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing) {
+GKeyFilePtr LoadKeyFile(const char* file) {
   GKeyFilePtr key_file(g_key_file_new());
-  if (may_be_missing && g_file_test(file, G_FILE_TEST_EXISTS) == FALSE) {
+  if (g_file_test(file, G_FILE_TEST_EXISTS) == FALSE) {
     return key_file;
   }
-  gsize size = 0;
-  const GCharPtr text = ReadRegularFile(file, size);
-  if (text == nullptr || g_key_file_load_from_data(key_file.get(), text.get(), size,
-                                                   G_KEY_FILE_KEEP_COMMENTS, nullptr) == FALSE) {
+  const FileContent content = ReadRegularFile(file);
+  if (content.text == nullptr ||
+      g_key_file_load_from_data(key_file.get(), content.text.get(), content.size,
+                                G_KEY_FILE_KEEP_COMMENTS, nullptr) == FALSE) {
     return nullptr;
   }
   return key_file;

@@ -22,18 +22,22 @@ void SetError(int code);
 // Appends a copy of `item` to a list of TLIBCSzListAlloc().
 void AppendItem(TLIBCSzList* list, const char* item);
 
-// Collects the groups of a group(5) file that list `member`, in file order. False, with the error
-// set, when the file cannot be opened.
+// Collects the groups of a group(5) file that list `member`, in file order. False when the file
+// cannot be opened.
 bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups);
 
-// The content of a regular file, and its size. Others never end (a device) or have no end yet (a
-// pipe): null for them, as for what cannot be read. Throws std::bad_alloc where memory is short:
-// nothing here catches it, so that it ends the process before anything is written.
-GCharPtr ReadRegularFile(const char* file, gsize& size);
+struct FileContent {
+  GCharPtr text;
+  gsize size;
+};
 
-// Reads a key file, comments included; a missing file gives an empty one where `may_be_missing`.
-// Any other failure gives null.
-GKeyFilePtr LoadKeyFile(const char* file, bool may_be_missing);
+// The content of a regular file. Others never end (a device) or have no end yet (a pipe): no text
+// for them, as for what cannot be read. Throws std::bad_alloc where memory is short: nothing here
+// catches it, so that it ends the process before anything is written.
+FileContent ReadRegularFile(const char* file);
+
+// Reads a key file, comments included; a missing file gives an empty one, any other failure null.
+GKeyFilePtr LoadKeyFile(const char* file);
 
 // Replaces the file by `key_file` in one step.
 bool SaveKeyFile(GKeyFile* key_file, const char* file);

@@ -9,7 +9,7 @@
 #include "host/platform/host_paths.h"
 
 int TESKShareGet(const char* name, TESKShare** share) {
-  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares, false);
+  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares);
   if (shares == nullptr) {
     return -1;
   }
@@ -27,7 +27,7 @@ void TESKShareFree(TESKShare* share) {
 }
 
 int TESKShareIndexSet(int flag, const char* name) {
-  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares, false);
+  const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares);
   if (shares == nullptr || g_key_file_has_group(shares.get(), name) == FALSE) {
     return -1;
   }

@@ -40,7 +40,6 @@ bool ForEachAccount(Visitor visit) {
 
 TESKUserDB* TESKUserDBOpen() {
   if (access(Host::kPasswd, R_OK) != 0) {
-    Host::SetError(errno);
     return nullptr;
   }
   return new TESKUserDB{new TLIBCListDB{Host::kAppPrivileges}};

@@ -36,7 +36,7 @@ const StringList* Full(const TLIBCSzList* list) { return static_cast<const Strin
 
 // Reads a value into `value`: 1 when there is one, 0 when there is none, -1 on error.
 int ReadValue(const char* file, const char* key, std::string& value) {
-  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, true);
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file);
   if (settings == nullptr) {
     return -1;
   }
@@ -75,7 +75,7 @@ int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int si
 
 // Values are stored percent-encoded: a key file drops leading white space and ends at a line feed.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
-  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, true);
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file);
   if (settings == nullptr) {
     return -1;
   }
@@ -91,12 +91,11 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 }
 
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
-  gsize size = 0;
-  const Host::GCharPtr content = Host::ReadRegularFile(pid_file, size);
-  if (content == nullptr) {
+  const Host::FileContent content = Host::ReadRegularFile(pid_file);
+  if (content.text == nullptr) {
     return -1;
   }
-  std::string text(content.get(), size);
+  std::string text(content.text.get(), content.size);
   if (!text.empty() && text.back() == '\n') {
     text.pop_back();
   }
@@ -127,16 +126,10 @@ int TLIBCExec(const char* program, const char* arg1, const char* arg2, const cha
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TLIBCSzList* TLIBCSzListAlloc(int capacity) {
-  auto* list = new StringList{};
-  list->items.reserve(static_cast<std::size_t>(std::max(capacity, 0)));
-  return list;
-}
+TLIBCSzList* TLIBCSzListAlloc(int /*capacity*/) { return new StringList{}; }
 
 const char* TLIBCSzListGet(const TLIBCSzList* list, int index) {
-  return index >= 0 && index < list->count
-             ? Full(list)->items[static_cast<std::size_t>(index)].c_str()
-             : nullptr;
+  return Full(list)->items[static_cast<std::size_t>(index)].c_str();
 }
 
 int TLIBCSzListFind(const TLIBCSzList* list, const char* item) {
@@ -152,7 +145,7 @@ TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* db, const char* name, const void* /*re
   if (!Host::GroupsOf(db->file, name, groups) || groups.empty()) {
     return nullptr;
   }
-  TLIBCSzList* list = TLIBCSzListAlloc(static_cast<int>(groups.size()));
+  TLIBCSzList* list = TLIBCSzListAlloc(0);
   for (const std::string& group : groups) {
     Host::AppendItem(list, group.c_str());
   }

@@ -1,5 +1,5 @@
 // Stands in for the web-API utilities. What it decides by itself: only a regular file can be read;
-// comments in it are skipped, and so is whatever follows its first document.
+// comments in it do not count, and neither does whatever follows its first document.
 #include "platform/webapi_util.h"
 
 #include <json/reader.h>
@@ -11,17 +11,15 @@
 namespace TESK::WebAPIUtil {
 
 bool ReadJsonFile(Json::Value& value, const char* path) {
-  gsize size = 0;
-  const Host::GCharPtr text = Host::ReadRegularFile(path, size);
-  if (text == nullptr) {
+  const Host::FileContent content = Host::ReadRegularFile(path);
+  if (content.text == nullptr) {
     return false;
   }
-  Json::CharReaderBuilder builder;
-  builder["collectComments"] = false;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  const char* text = content.text.get();
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
   Json::Value parsed;
   try {
-    if (!reader->parse(text.get(), text.get() + size, &parsed, nullptr)) {
+    if (!reader->parse(text, text + content.size, &parsed, nullptr)) {
       return false;
     }
   } catch (const Json::Exception&) {

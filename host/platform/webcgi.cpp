@@ -14,10 +14,9 @@
 #include <glib.h>
 #include <json/writer.h>
 #include <syslog.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -36,14 +35,8 @@ void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
       headers + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-  std::size_t sent = 0;
-  while (sent < answer.size()) {
-    const ssize_t count = write(STDOUT_FILENO, answer.data() + sent, answer.size() - sent);
-    if (count < 0 && errno != EINTR) {
-      return;
-    }
-    sent += count > 0 ? static_cast<std::size_t>(count) : 0;
-  }
+  std::fwrite(answer.data(), 1, answer.size(), stdout);
+  std::fflush(stdout);
 }
 
 [[noreturn]] void Refuse(const std::string& reason) {
