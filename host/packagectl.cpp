@@ -47,8 +47,8 @@ int main(int argc, char** argv) {
   const Host::GOptionContextPtr context(g_option_context_new("users | queued PATH"));
   g_option_context_set_summary(
       context.get(),
-      "  users           list the people who may use the package\n"
-      "  queued PATH     exit with 0 while the indexer has the path, else 1");
+      "  users            list the people who may use the package\n"
+      "  queued PATH      exit with 0 while the indexer has the path, else 1");
   g_option_context_add_main_entries(context.get(), entries, nullptr);
   GError* error = nullptr;
   const bool parsed = g_option_context_parse(context.get(), &argc, &argv, &error) != FALSE;
