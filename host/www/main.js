@@ -17,6 +17,7 @@ let stored = null; // the form as the appliance stored it when it was last asked
 let attempt = null; // the form before a save without a clear answer, and what that sent
 let halfDone = history.state ?? []; // parts of the form that failed saves have stored; a reload keeps them
 let overlapping = false; // the folder was refused because of another library
+let stale = false; // somebody else has stored what the form does not show; saving it now reverts that
 
 function showTexts() {
   document.documentElement.lang = language;
@@ -63,6 +64,7 @@ function say(newPhase, sentence = newPhase && text(newPhase)) {
   refresh();
 }
 
+const sayStale = () => say('stale', `${text('news')} ${text('stale')}`);
 const sayInvalid = () => say('invalid', text('invalid').replace('{count}', problems().size));
 
 function refresh() {
@@ -72,10 +74,10 @@ function refresh() {
   element('retry').hidden = known || busy;
   element('discard').hidden = !hasChanges();
   element('discard').disabled = busy;
-  element('discard').textContent = text(phase === 'stale' ? 'show_stored' : 'discard');
+  element('discard').textContent = text(stale ? 'show_stored' : 'discard');
   element('save').hidden = !known;
   element('save').disabled = busy || !hasChanges();
-  element('save').textContent = text(phase === 'stale' ? 'save_mine' : 'save');
+  element('save').textContent = text(stale ? 'save_mine' : 'save');
   if (known) refreshFields(busy);
 }
 
@@ -104,6 +106,7 @@ async function ask() {
   const data = await request('load');
   const now = formFrom(data);
   const news = stored !== null && isNews(now, stored, attempt);
+  stale = stale || news;
   halfDone = halfDoneNow(halfDone, attempt, now);
   history.replaceState(halfDone, '');
   setText('conflict', data.DVB_conflict ? text('conflict') : '');
@@ -115,6 +118,7 @@ async function ask() {
 async function load() {
   await ask();
   overlapping = false;
+  stale = false;
   writeForm(stored);
   say('');
 }
@@ -122,10 +126,15 @@ async function load() {
 async function save() {
   overlapping = false;
   if (problems().size > 0) return sayInvalid();
-  if (await ask()) return say('stale');
+  if (await ask()) return hasChanges() ? sayStale() : sayStored();
   await send(editedForm());
   stored = null; // until it is known how the appliance took it
   await load().catch(() => { throw new Failure('saved_unseen'); });
+  sayStored();
+}
+
+function sayStored() {
+  stale = false;
   say(halfDone.length > 0 ? 'doubtful' : 'saved');
 }
 
@@ -146,7 +155,8 @@ function showFailure(error) {
   overlapping = error.key === 'error_duplicate_path';
   if (overlapping) return sayInvalid();
   const sentence = errorText(error.key, stored === null ? 'load' : 'save');
-  say('failed', attempt === null ? sentence : `${sentence} ${text('outcome_unknown')}`);
+  const more = [attempt !== null && 'outcome_unknown', stale && 'news'].filter(Boolean);
+  say('failed', [sentence, ...more.map(text)].join(' '));
 }
 
 // Locks the form during the work and then gives the focus back, which a locked control loses; where
@@ -175,10 +185,11 @@ element('settings').addEventListener('submit', (event) => {
 
 element('settings').addEventListener('input', ({ target }) => {
   if (['share', 'subpath'].includes(target.name)) overlapping = false;
+  if (!hasChanges()) stale = false;
   if (phase === 'invalid' && problems().size > 0) sayInvalid();
   else if (!hasChanges()) say('');
-  else if (phase !== 'stale') say('unsaved');
-  else refresh();
+  else if (stale) sayStale();
+  else say('unsaved');
 });
 
 element('retry').addEventListener('click', runLoad);

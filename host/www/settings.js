@@ -85,13 +85,15 @@ function oneLine(value) {
 }
 
 export function destination({ share, subpath }) {
-  return [share, subpath].filter(Boolean).map((part) => `/${part}`).join('');
+  if (!share) return '';
+  return subpath ? `/${share}/${subpath}` : `/${share}`;
 }
 
-// 5430 is "1 h 30 min 30 s". Nothing for what is no whole number of seconds.
+// 5430 is "1 h 30 min 30 s". Nothing for what is no whole number of seconds, or too large.
 export function duration(text) {
   if (!/^\d+$/.test(text)) return '';
   const seconds = Number(text);
+  if (seconds >= 2 ** 31) return '';
   const parts = [[Math.floor(seconds / 3600), 'h'], [Math.floor(seconds / 60) % 60, 'min'], [seconds % 60, 's']];
   return parts.filter(([amount]) => amount > 0).map(([amount, unit]) => `${amount} ${unit}`).join(' ');
 }
@@ -121,7 +123,7 @@ export function problemsOf(form, stored) {
   const problems = Object.entries(MISTAKES)
     .filter(([name]) => form[name] !== stored[name])
     .map(([name, mistakes]) => [name, Object.keys(mistakes).find((key) => mistakes[key](form[name]))]);
-  if (form.enableauth && !stored.account) {
+  if (form.enableauth && !stored.account && (!stored.enableauth || form.account || form.passwd)) {
     if (!form.account) problems.push(['account', 'account_missing']);
     if (!form.passwd) problems.push(['passwd', 'password_missing']);
   }
@@ -163,7 +165,8 @@ export function halfDoneNow(known, attempt, now) {
 }
 
 // The first step that fails ends a save. So of the steps that had something to change only the last
-// one stored can have failed after it stored, and only two steps do more than to store.
+// one stored can have failed after it stored, and only two steps do more than to store. Whether a new
+// password was what failed instead no load can show.
 function leftBy(attempt, now) {
   if (attempt === null) return [];
   const changed = STEPS.map((names) => pick(names, attempt.sent)).filter((part) => differ(part, attempt.before));

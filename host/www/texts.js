@@ -47,7 +47,8 @@ export const languages = {
     saving: 'Saving…',
     saved: 'Settings saved.',
     doubtful: 'Saved, but a setting may still be without effect: see the notice beside it.',
-    stale: 'The stored settings have changed since this page showed them. Your changes were not sent.',
+    news: 'The stored settings have changed since this page showed them.',
+    stale: 'Your changes were not sent.',
     outcome_unknown: 'It is not known what was saved; Save finds out first.',
 
     share_cleared: 'The recording folder can be changed but not removed. Enter a shared folder.',
@@ -124,7 +125,8 @@ export const languages = {
     saving: 'Wird gespeichert …',
     saved: 'Einstellungen gespeichert.',
     doubtful: 'Gespeichert, aber eine Einstellung ist vielleicht noch ohne Wirkung: siehe den Hinweis bei ihr.',
-    stale: 'Die gespeicherten Einstellungen haben sich geändert, seit diese Seite sie gezeigt hat. Ihre Änderungen wurden nicht gesendet.',
+    news: 'Die gespeicherten Einstellungen haben sich geändert, seit diese Seite sie gezeigt hat.',
+    stale: 'Ihre Änderungen wurden nicht gesendet.',
     outcome_unknown: 'Was gespeichert wurde, ist nicht bekannt; Speichern stellt es zuerst fest.',
 
     share_cleared: 'Der Aufnahmeordner lässt sich ändern, aber nicht entfernen. Geben Sie einen freigegebenen Ordner ein.',

@@ -158,6 +158,7 @@ test('sends nothing over what somebody else has saved, until told to', async () 
   store({ 'folder.conf': [folder('tv', 'theirs')] });
   await save({ subpath: 'mine' }, 'stale');
   assert.deepEqual(readSettings('folder.conf').map(({ path }) => path), ['/tv/theirs']);
+  await save({ pre_recording: '' }, 'invalid');
   await fill({ pre_recording: '98' });
   await scan('stale');
   await press('Save mine all the same');
@@ -168,6 +169,15 @@ test('sends nothing over what somebody else has saved, until told to', async () 
   await press('Show the stored settings');
   await reaches('');
   await shows({ subpath: 'recordings', pre_recording: '60' });
+
+  // While a save of this page fails.
+  await page.route('**/dtv_manage.cgi', (route) => {
+    if (!route.request().postData().includes('action=save')) return route.continue();
+    store({ 'folder.conf': [folder('tv', 'theirs')] });
+    return route.fulfill({ status: 504 });
+  });
+  await save({ pre_recording: '61' }, 'failed');
+  await page.getByRole('button', { name: 'Save mine all the same' }).waitFor();
 });
 
 test('shows no value and no control without an answer or without JavaScript', async () => {
