@@ -8,9 +8,11 @@ die() {
   exit 1
 }
 
+script=${script:-$(readlink -f "$0")} # a command that changes the folder says so before
+
 # A command's usage is the comment that it begins with.
 usage() {
-  sed -n '2,/^$/ s/^# \{0,1\}//p' "$0"
+  sed -n '2,/^$/ s/^# \{0,1\}//p' "$script"
 }
 
 # refuse REASON: for arguments that the command does not know.

@@ -13,7 +13,6 @@ source_dir=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 . "$source_dir/host/packages.sh"
 
 daemons=(teskindexd teskvideoindexd teskvideometadatad)
-children=()
 lighttpd='' # its process number
 
 parse_options() {
@@ -41,6 +40,8 @@ check_port() {
 
 # lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
 lock() {
+  check_path
+  need flock=util-linux
   mkdir -p "$1"
   exec 9> "$1/serve.lock"
   flock -n 9 || die "$1 is being built or served by another start; stop that first"
@@ -53,7 +54,10 @@ lock() {
 stop_all() {
   trap '' HUP INT TERM
   [ -z "$lighttpd" ] || stop_server
-  [ ${#children[@]} -eq 0 ] || kill "${children[@]}" 2> /dev/null || true
+  local left
+  left=$(jobs -p) # also what was started a moment ago
+  # shellcheck disable=SC2086 # numbers
+  [ -z "$left" ] || kill $left 2> /dev/null || true
   wait
   [ -z "${htpasswd-}" ] || forget_check_account
 }
@@ -80,14 +84,14 @@ stop_server() {
 # with this script, also when that is killed.
 start() {
   setsid setpriv --pdeathsig TERM "$@" 9>&- &
-  children+=($!)
 }
 
 set_up_root() {
   rm -rf "$root".{new,old}
   if $reset && [ -e "$root" ]; then
+    rm -rf "$server"
     mv "$root" "$root.old" # an interruption must not leave the half of it
-    rm -rf "$root.old" "$server"
+    rm -rf "$root.old"
   fi
   if [ ! -e "$root" ]; then
     cp -R "$source_dir/host/root" "$root.new"
@@ -101,7 +105,7 @@ set_up_root() {
 # Everything but the folder list, which somebody may have taken away to see what the program does.
 check_root() {
   local skeleton=$source_dir/host/root missing
-  missing=$(diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" | sed -n "s|^Only in $skeleton\(.*\): |\1/|p") || true
+  missing=$(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" | sed -n "s|^Only in $skeleton\(.*\): |\1/|p") || true
   [ -z "$missing" ] || die "$root lacks ${missing//$'\n'/, }; start over with --reset"
 }
 
@@ -224,7 +228,7 @@ start_all() {
 
 # request PARAMETER...: prints the answer; fails unless it says that the request succeeded.
 request() {
-  local answer parameters=()
+  local answer parameter parameters=()
   for parameter in "$@"; do
     parameters+=(--data-urlencode "$parameter")
   done
@@ -238,13 +242,16 @@ request() {
 # Saves a destination, options and the switch, and shows what the appliance's services saw of it.
 # Fails unless the save and a load that shows it succeed.
 show_save() {
-  local after
+  local after tries
   echo "save:"
   request action=save share=tv subpath=recordings \
     closestreaming=true pre_recording=60 post_recording=300 \
     enableauth=true account=viewer passwd=24681357 password_confirm=75318642 \
     enable_viewer_limit=true streaming_limit=3 disable_dtv=yes || return
-  sleep 0.3 # the daemons write their lines in their own time
+  for ((tries = 0; tries < 50; ++tries)); do # the daemons write their lines in their own time
+    [ "$(compgen -G "$root/var/log/tesk*d.log" | wc -l)" -lt ${#daemons[@]} ] || break
+    sleep 0.1
+  done
   echo "trace:"
   sed 's/^/  /' "$root"/var/log/{teskindex,teskindexd,teskvideoindexd,teskvideometadatad,teskdtv}.log || return
   echo "load:"
@@ -273,7 +280,8 @@ serve() { # BUILD_DIR, which is locked
   echo "page: http://127.0.0.1:$port/   program: POST http://127.0.0.1:$port/dtv_manage.cgi"
   echo "log: $server/error.log"
   echo "ready: http://127.0.0.1:$port/"
-  wait "$lighttpd"
+  wait "$lighttpd" || true
+  die "the server has ended; its log is $server/error.log"
 }
 
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
