@@ -74,7 +74,6 @@ TEST(Request, IsServedForAnAdministratorOfTheSameOriginAlone) {
 // last line that it prints.
 TEST(Programs, EndWithTheirStatus) {
   ResetRoot();
-  WriteFile(kIndexingQueueTmp, "A:/v/film\n");
   const std::string serve = " REMOTE_USER=admin dtv_manage.cgi";
   const std::string post =
       " REQUEST_METHOD=POST CONTENT_LENGTH=11 CONTENT_TYPE=application/x-www-form-urlencoded";
@@ -85,8 +84,7 @@ TEST(Programs, EndWithTheirStatus) {
            // A client that is gone: an answer to nobody is no reason to end by a signal.
            {"QUERY_STRING=action=load sh -c '" + serve + "; echo $? >&2' | :", 0, "0"},
            {"rm "s + kFolderConf + ";QUERY_STRING=action=load" + serve, 0, "load folder config"},
-           {"packagectl users --offset 1", 0, "total 2"},
-           {"packagectl queued /v/film", 0, "queued"}}) {
+           {"packagectl users --offset 1", 0, "total 2"}}) {
     const std::string out = kRoot + "/out"s;
     const std::string line = "PATH=" BUILD_DIR ":$PATH; { " + command + "; } > " + out + " 2>&1";
     const int ended = std::system(line.c_str());
@@ -110,11 +108,12 @@ TEST(KeyValueFile, GivesTheValueCutToTheBuffer) {
   ResetRoot();
   char buffer[4] = "old";
   EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), *buffer);
-  EXPECT_EQ(TLIBCFileCheckKeyValue(kDTVSettingConf, "key", "", 0), 0);
   TLIBCFileSetKeyValue(kDTVSettingConf, "key", "value", 0);
   EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), 5);
   EXPECT_STREQ(buffer, "val");
   EXPECT_EQ(TLIBCFileCheckKeyValue(kDTVSettingConf, "key", "val", 0), 0);
+  WriteFile(kDTVSettingConf, "no key file");
+  EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), -1);
 }
 
 TEST(ShareDatabase, KeepsTheIndexFlagOfAShare) {

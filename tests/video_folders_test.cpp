@@ -39,7 +39,7 @@ TEST(FolderList, LosesAndHasRecordsByTheirExactPlace) {
 TEST(FolderList, IsLoadedWithNewPathsAndAllTheRest) {
   ResetRoot();
   WriteFile(kFolderConf, R"([{"share": "video", "subpath": "a", "path": "/stale"},
-      7, null, {"share": "", "subpath": "b", "path": "/x", "more": {"k": 1}},
+      7, null, {"share": "", "subpath": "b", "path": {}, "more": {"k": 1}},
       {"share": 5, "subpath": {"no": "text"}, "path": "/5"}])");
   const Json::Value folders = LoadFolderConf();
   EXPECT_EQ(folders, Parse(R"([{"share": "video", "subpath": "a", "path": "/video/a"},
@@ -119,12 +119,11 @@ TEST(IndexingServices, TellWhatBecameOfTheCall) {
   ResetRoot();
   EXPECT_TRUE(RunIndexTool("/srv/tv", kIndexAdd));
   EXPECT_FALSE(RunIndexTool("", kIndexRemove)) << "the tool refuses an empty path";
-  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "exit $#", "sh", "one"), 1);
+  EXPECT_EQ(TLIBCExec("/no/such/program", "", "", "", ""), -1);
   EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "kill -9 $$", "", ""), -1);
   StartJournal();
   EXPECT_EQ(SignalIndexDaemons(false), -1) << "no daemon runs";
-  EXPECT_EQ(Calls(), (Journal{"TLIBCProcSignalByPidFile /var/run/teskvideoindexd.pid 12",
-                              "TLIBCProcSignalByPidFile /var/run/teskvideometadatad.pid 12"}));
+  EXPECT_EQ(Calls().size(), 2U) << "the general daemon is left alone";
 }
 
 }  // namespace Harness

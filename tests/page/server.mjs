@@ -69,6 +69,9 @@ export function hold(program) {
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
-    release: () => { rmSync(held, { force: true }); renameSync(`${script}.original`, script); },
+    release() {
+      rmSync(held, { force: true });
+      if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script);
+    },
   };
 }
