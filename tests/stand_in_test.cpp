@@ -23,7 +23,7 @@ TEST(Request, IsDecodedOrRefusedBeforeAnythingRuns) {
       ["", "F", "13", "action=load\u0000x", 0, "body is not a well-formed form"],
       ["", "F", "12", "action=load", 0, "body is shorter than its stated length"],
       ["", "F", "many", "action=load", 0, "length of the body is not a number"],
-      ["", "application/x-www-form-urlencoded2", "0", "", 0,
+      ["", "application/x-www-form-urlencodedx", "0", "", 0,
        "content type is not application/x-www-form-urlencoded"],
       ["", "", "11", "action=load", 0,
        "content type is not application/x-www-form-urlencoded"])")) {
