@@ -66,9 +66,10 @@ TEST(PackageUsers, ComeInPagesUnlessTheirDatabaseFails) {
     EXPECT_TRUE(row[7] == "" ||
                 calls[row[2].asUInt() + 1] == "log 3 base_cgi " + row[7].asString());
   }
-  std::filesystem::remove(Host::kPasswd);
+  std::filesystem::remove_all(kRoot + "/etc"s);
   EXPECT_TRUE(TESKUserEnum(nullptr, 11) == -1 && TLIBCErrGet() == ENOENT);
   EXPECT_EQ(TESKUserGetUGID("u1", nullptr, nullptr), -1);
+  EXPECT_EQ(TESKGroupIsAdminGroupMem("u1"), -1);
 }
 
 }  // namespace Harness

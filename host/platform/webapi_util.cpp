@@ -16,7 +16,9 @@ bool ReadJsonFile(Json::Value& value, const char* path) {
     return false;
   }
   const char* text = content.text.get();
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;  // nobody asks for them
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   try {
     if (!reader->parse(text, text + content.size, &parsed, nullptr)) {
