@@ -9,8 +9,8 @@
 set -euo pipefail
 umask 077 # settings hold a plain-text password
 source_dir=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
-# shellcheck source=host/packages.sh
-. "$source_dir/host/packages.sh"
+# shellcheck source=host/common.sh
+. "$source_dir/host/common.sh"
 
 daemons=(teskindexd teskvideoindexd teskvideometadatad)
 lighttpd='' # its process number
