@@ -1,6 +1,9 @@
 // What the stand-in promises: how a request gets in and who is let in, and the libraries.
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "host/platform/host_paths.h"
 #include "platform/tesk_index.h"
@@ -9,92 +12,60 @@
 
 namespace Harness {
 
-TEST(Request, IsDecodedOrRefusedBeforeAnythingRuns) {
-  ResetRoot();
-  const std::string form = "application/x-www-form-urlencoded";
-  // Query, content type (F is that of a form), content length; body, and the size to which it is
-  // filled up; why it is refused.
-  for (const Json::Value& row : Rows(R"(["action=load", "", "", "", 0, ""],
-      ["action=no", "F", "11", "action=load&action=no", 0, ""],
-      ["", "Application/X-WWW-Form-urlencoded; x=y", "11", "action=load", 0, ""],
-      ["", "F", "65536", "action=load&x=", 65536, ""],
-      ["", "F", "65537", "action=load&x=", 65537, "body is larger than 64 KiB"],
-      ["%", "F", "11", "action=load", 0, "query is not a well-formed form"],
-      ["", "F", "13", "action=load\u0000x", 0, "body is not a well-formed form"],
-      ["", "F", "12", "action=load", 0, "body is shorter than its stated length"],
-      ["", "F", "many", "action=load", 0, "length of the body is not a number"],
-      ["", "application/x-www-form-urlencodedx", "0", "", 0,
-       "content type is not application/x-www-form-urlencoded"],
-      ["", "", "11", "action=load", 0,
-       "content type is not application/x-www-form-urlencoded"])")) {
-    SCOPED_TRACE(row);
-    std::string body = row[3].asString();
-    body.resize(std::max(body.size(), std::size_t{row[4].asUInt()}), 'x');
-    const Outcome outcome =
-        Serve({{"REMOTE_USER=admin", "REQUEST_METHOD=POST", "QUERY_STRING=" + row[0].asString(),
-                "CONTENT_TYPE=" + (row[1] == "F" ? form : row[1].asString()),
-                "CONTENT_LENGTH=" + row[2].asString()},
-               body});
-    const std::string answer = outcome.output.substr(outcome.output.find("\r\n\r\n") + 4);
-    const bool is_served = row[5] == "";
-    EXPECT_TRUE(is_served ? outcome.answer["success"].asBool()
-                          : answer == "the " + row[5].asString() + "\n");
-    EXPECT_EQ(outcome.status, is_served ? 0 : 1);
-    EXPECT_EQ(outcome.output,
-              (is_served ? ""s : "Status: 400 Bad Request\r\n"s) +
-                  "Content-Type: text/plain; charset=\"UTF-8\"\r\nContent-Length: " +
-                  std::to_string(answer.size()) + "\r\n\r\n" + answer);
-    EXPECT_EQ(outcome.journal.empty(), !is_served);
-  }
+// Runs a shell command with the built programs at hand: its exit status, and all that it prints.
+std::string Shell(const std::string& command) {
+  const std::string out = kRoot + "/out"s;
+  const std::string line = "PATH=" BUILD_DIR ":$PATH; { " + command + "; } > " + out + " 2>&1";
+  const int ended = std::system(line.c_str());
+  return std::to_string(WEXITSTATUS(ended)) + ": " + ReadFile(out);
 }
 
-TEST(Request, IsServedForAnAdministratorOfTheSameOriginAlone) {
-  ResetRoot();
-  // User, site and origin that the browser names, host of the server; whether it is served.
-  for (const Json::Value& row : Rows(R"(
-      ["", "", "", "", false], ["alice", "", "", "", false], ["admin", "none", "", "", true],
-      ["admin", "same-origin", "http://evil", "", true], ["admin", "same-site", "", "", false],
-      ["admin", "", "http://nas:8080", "NAS:8080", true], ["admin", "", "null", "", false],
-      ["admin", "", "http://nas:8081", "nas:8080", false],
-      ["admin", "", "http://nas@evil", "nas", false])")) {
-    TakeWrites();
-    const Outcome outcome =
-        Serve({{"QUERY_STRING=action=save&disable_dtv=yes", "REMOTE_USER=" + row[0].asString(),
-                "HTTP_SEC_FETCH_SITE=" + row[1].asString(), "HTTP_ORIGIN=" + row[2].asString(),
-                "HTTP_HOST=" + row[3].asString()}});
-    EXPECT_EQ(outcome.status, row[4].asBool() ? 0 : 1) << row;
-    EXPECT_EQ(outcome.answer["errinfo"]["key"],
-              row[4].asBool() ? Json::Value() : "error_privilege_not_enough")
-        << row;
-    EXPECT_TRUE(row[4].asBool() || !TakeWrites()) << row;
-  }
-}
+const std::string kProgram = " REMOTE_USER=admin HTTP_AUTHORIZATION=Geheim dtv_manage.cgi";
+const std::string kPost =
+    " REQUEST_METHOD=POST CONTENT_TYPE=application/x-www-form-urlencoded CONTENT_LENGTH=";
+const std::string kHead = "Content-Type: text/plain; charset=\"UTF-8\"\r\nContent-Length: ";
 
-// The built programs, as a web server or a person starts them: a command, its exit status, and the
-// last line that it prints.
 TEST(Programs, EndWithTheirStatus) {
-  ResetRoot();
-  const std::string serve = " REMOTE_USER=admin dtv_manage.cgi";
-  const std::string post =
-      " REQUEST_METHOD=POST CONTENT_LENGTH=11 CONTENT_TYPE=application/x-www-form-urlencoded";
-  for (const auto& [command, status, output] :
-       std::vector<std::tuple<std::string, int, std::string>>{
-           {"QUERY_STRING=action=Load" + serve, 1, "{\"success\":false}"},
-           {"(printf action; sleep 0.2; printf =save) |" + post + serve, 0, "{\"success\":true}"},
-           // A client that is gone: an answer to nobody is no reason to end by a signal.
-           {"QUERY_STRING=action=load sh -c '" + serve + "; echo $? >&2' | :", 0, "0"},
-           {"rm "s + kFolderConf + ";QUERY_STRING=action=load" + serve, 0, "load folder config"},
-           {"packagectl users --offset 1", 0, "total 2"}}) {
-    const std::string out = kRoot + "/out"s;
-    const std::string line = "PATH=" BUILD_DIR ":$PATH; { " + command + "; } > " + out + " 2>&1";
-    const int ended = std::system(line.c_str());
-    EXPECT_EQ(WEXITSTATUS(ended), status) << command;
-    EXPECT_NE(ReadFile(out).find(output + "\n"), std::string::npos) << ReadFile(out);
+  EXPECT_EQ(Shell("QUERY_STRING=action=load sh -c '" + kProgram + "; echo $? >&2' | :"), "0: 0\n")
+      << "a client that is gone is no reason to end by a signal";
+  EXPECT_EQ(Shell("QUERY_STRING=action=Load" + kProgram),
+            "1: " + kHead + "18\r\n\r\n{\"success\":false}\n");
+  EXPECT_EQ(Shell("(printf action; sleep 0.2; printf =save) |" + kPost + "11" + kProgram),
+            "0: " + kHead + "17\r\n\r\n{\"success\":true}\n")
+      << "a body that comes in two pieces is read whole";
+  EXPECT_EQ(Shell("packagectl users --offset 1"), "0: 1004\tcarol\ntotal 2\n");
+}
+
+TEST(Programs, PutThePasswordIntoItsFileAlone) {
+  // What the program starts writes down its own command line and environment, and the program's.
+  const std::string spy =
+      "#!/bin/sh\nfor process in $$ $PPID; do cat /proc/$process/cmdline /proc/$process/environ;"
+      " done | tr '\\0' '\\n' >> ";
+  for (const char* tool : {kIndexTool, kDTVControlScript}) {
+    WriteFile(tool, spy + kRoot + "/seen\n");
   }
+  std::filesystem::remove(kFolderConf);
+  std::string said;
+  for (const std::string form :
+       {"action=save&share=tv&passwd=Geheim&disable_dtv=yes", "action=load",
+        "action=save&share=video&passwd=Geheim2", "action=save&share=gone&passwd=Geheim2",
+        "action=save&passwd=Geheim%zz", "action=Geheim"}) {
+    const std::string length = std::to_string(form.size());
+    said += Shell("printf %s '" + form + "' |" + kPost + length + kProgram);
+  }
+  EXPECT_NE(said.find("Failed to load folder config\n"), std::string::npos)
+      << "the log goes to standard error, too: " << said;
+  EXPECT_EQ(said.find("Geheim"), std::string::npos) << "answers and log: " << said;
+  EXPECT_EQ(Shell("grep -rl Geheim "s + kRoot), "0: "s + kStreamConf + "\n")
+      << "neither another file nor a process that a tool sees has the password or the sign-in";
+  EXPECT_EQ(Shell("cd "s + kRoot +
+                  "; programs=$(grep -cx dtv_manage.cgi seen); "
+                  "[ $programs -gt 0 ] && [ $programs -eq $(grep -c HTTP_AUTHORIZATION= seen) ]"),
+            "0: ")
+      << "the name of the sign-in is in the program's environment alone, not in a tool's";
 }
 
 TEST(KeyValueFile, IsReplacedInOneStepAndKeepsTheRest) {
-  ResetRoot();
   const std::string before = "# why\n\n[settings]\nother=1\n\n[more]\nkey=2\n";
   WriteFile(kDTVSettingConf, before);
   std::filesystem::create_hard_link(kDTVSettingConf, kRecordConf);
@@ -105,9 +76,9 @@ TEST(KeyValueFile, IsReplacedInOneStepAndKeepsTheRest) {
 }
 
 TEST(KeyValueFile, GivesTheValueCutToTheBuffer) {
-  ResetRoot();
   char buffer[4] = "old";
-  EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), *buffer);
+  EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), 0);
+  EXPECT_STREQ(buffer, "") << "terminated without a value, too";
   TLIBCFileSetKeyValue(kDTVSettingConf, "key", "value", 0);
   EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), 5);
   EXPECT_STREQ(buffer, "val");
@@ -117,32 +88,64 @@ TEST(KeyValueFile, GivesTheValueCutToTheBuffer) {
 }
 
 TEST(ShareDatabase, KeepsTheIndexFlagOfAShare) {
-  ResetRoot();
   EXPECT_EQ(TESKShareIndexSet(1, "gone"), -1);
   EXPECT_EQ(TESKShareIndexSet(1, "tv"), 0);
   EXPECT_NE(ReadFile(Host::kShares).find("path=/volume2/tv\nindex=1\n"), std::string::npos);
 }
 
-// Signal 0 asks only whether the process could be reached: a mistake here must harm nobody.
+TEST(KeyFiles, AreStoredOrTheCallFails) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit full_disk{0, usual.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full_disk);
+  const int share = TESKShareIndexSet(1, "tv");
+  const int key = TLIBCFileSetKeyValue(kDTVSettingConf, "key", "value", 0);
+  setrlimit(RLIMIT_FSIZE, &usual);
+  EXPECT_EQ(share, -1) << "the flag of a share, on a full disk";
+  EXPECT_EQ(key, -1) << "a key-value file, on a full disk";
+}
+
+TEST(Execution, IsAFailureUnlessTheProgramReportsSuccess) {
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "exit $#", "", ""), 1) << "empty arguments are arguments";
+  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "kill -9 $$", "", ""), -1);
+  EXPECT_EQ(TLIBCExec("/no/such/program", "", "", "", ""), -1);
+}
+
+// Signals the process whose number is the content of a file. Signal 0 asks only whether the process
+// could be reached: a mistake here must harm nobody.
+int Signal(const std::string& content) {
+  WriteFile(kIndexDaemonPid, content);
+  return TLIBCProcSignalByPidFile(kIndexDaemonPid, 0);
+}
+
 TEST(Signal, ReachesOneProcessAloneOrNobody) {
-  ResetRoot();
   const std::string self = std::to_string(getpid());
-  for (const std::string& content : {self, self + "\n", ""s, "0\n"s, "1\n"s, "-1\n"s, self + "\n\n",
-                                     self + "\0"s, std::to_string((1LL << 32) + getpid())}) {
-    WriteFile(kIndexDaemonPid, content);
-    const bool is_sent = TLIBCProcSignalByPidFile(kIndexDaemonPid, 0) == 0;
-    EXPECT_EQ(is_sent, content == self || content == self + "\n") << content;
+  EXPECT_EQ(Signal(self), 0);
+  EXPECT_EQ(Signal(self + "\n"), 0);
+  for (const std::string& content : {""s, "0\n"s, "1\n"s, "-1\n"s, self + "\n\n", self + "\0"s,
+                                     std::to_string((1LL << 32) + getpid())}) {
+    EXPECT_EQ(Signal(content), -1) << content;
   }
 }
 
 TEST(PathComparison, GoesByWholeComponentsOfTheNormalForm) {
-  for (const Json::Value& row : Rows(R"(["/v/tv", "/v/tv", true], ["/v/tv/x", "/v/tv/", true],
-      ["/v/tv", "/v/tv/x", false], ["/v/tv2", "/v/tv", false], ["/V/tv", "/v/tv", false],
-      ["//v///tv", "/v/tv", true], ["/v", "/v/./x/..", true], ["/v/.tv/x", "/v/.tv", true],
-      ["/v", "/", true], ["/", "//", true], ["//", "/", true], ["./v/tv", "v", true],
-      ["", "", true], ["", "/", false], ["/", "", false])")) {
-    const bool result = TESKIndexUtils::IsEqualOrSubPath(row[0].asString(), row[1].asString());
-    EXPECT_EQ(result, row[2].asBool()) << row;
+  using Pairs = std::vector<std::pair<std::string, std::string>>;
+  for (const auto& [path, parent] : Pairs{{"/v/tv", "/v/tv"},
+                                          {"/v/tv/x", "/v/tv/"},
+                                          {"//v///tv", "/v/tv"},
+                                          {"/v", "/v/./x/.."},
+                                          {"/v/.tv/x", "/v/.tv"},
+                                          {"./v/tv", "v"},
+                                          {"/v", "/"},
+                                          {"/", "//"},
+                                          {"//", "/"},
+                                          {"", ""}}) {
+    EXPECT_TRUE(TESKIndexUtils::IsEqualOrSubPath(path, parent)) << path << " in " << parent;
+  }
+  for (const auto& [path, parent] :
+       Pairs{{"/v/tv", "/v/tv/x"}, {"/v/tv2", "/v/tv"}, {"/V/tv", "/v/tv"}, {"", "/"}, {"/", ""}}) {
+    EXPECT_FALSE(TESKIndexUtils::IsEqualOrSubPath(path, parent)) << path << " in " << parent;
   }
 }
 
