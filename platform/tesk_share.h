@@ -12,8 +12,8 @@ struct TESKShare {
 
 // Looks up the share `name`, which is any text, also an empty one. 0 on success: `*share` is then
 // the caller's, who releases it with TESKShareFree(). Other than 0 when there is no such share and
-// on error: nothing is handed back then. Whether there is a share whose directory is missing is the
-// platform's affair.
+// on error: nothing is handed back then. Whether there is a share whose directory is missing is up
+// to the platform.
 int TESKShareGet(const char* name, TESKShare** share);
 
 // Releases a share record, which is never null here.

@@ -21,7 +21,7 @@ TESKUserDB* TESKUserDBOpen(void);
 void TESKUserDBClose(TESKUserDB* db);
 
 // Appends the names of all accounts of one kind to `*list`, in the order of the database. The kind
-// is always 11 here: people's accounts. Which accounts these are is the platform's affair. `*list`
+// is always 11 here: people's accounts. Which accounts these are is up to the platform. `*list`
 // may be replaced by a larger list; it stays the caller's, after a failure too. Exactly -1 on
 // failure, with the reason in TLIBCErrGet().
 int TESKUserEnum(TLIBCSzList** list, int kind);

@@ -5,9 +5,10 @@
 
 extern "C" {
 
-// ---- Key-value files. How a file spells keys and values, and how its lines end, is the platform's
-// affair. A value is any UTF-8 text; it is read as it was stored, line feeds included, and disturbs
-// no other key. A file that is there but is no key-value file cannot be read. `flags` is always 0.
+// ---- Key-value files. How a file spells keys and values, and how its lines end, is up to the
+// platform. A value is any UTF-8 text; it is read as it was stored, line feeds included, and
+// disturbs no other key. A file that is there but is no key-value file cannot be read. `flags` is
+// always 0.
 
 // Copies the value of `key` into `buffer` of `size` bytes, cut to fit and terminated. More than 0
 // when there is a value. 0 or a negative value when there is no such file or key, when the value is
@@ -16,7 +17,7 @@ int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int si
 
 // Stores `value` under `key`; creates the file and the key where they are missing and keeps all
 // other keys. Negative when the file cannot be read or written; whether it is then as it was before
-// is the platform's affair.
+// is up to the platform.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags);
 
 // Compares the stored value with `value`: more than 0 when they are equal, 0 when they differ or
@@ -28,7 +29,7 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 
 // Sends `signal` to the one process whose number the file holds, and to no other. The file holds
 // the decimal digits of a value from 2 on that a pid_t can hold, without sign or blanks, and at
-// most a line feed after them. Whether other line ends may stand there is the platform's affair.
+// most a line feed after them. Whether other line ends may stand there is up to the platform.
 // Nothing is sent when the file is missing, holds anything else or names no process.
 //
 // The result decides nothing. The number is believed: a stale file can name a stranger, or this
@@ -38,7 +39,7 @@ int TLIBCProcSignalByPidFile(const char* pid_file, int signal);
 // Runs `program` with exactly these four arguments, empty ones included, without a shell. Nothing
 // that it prints gets into the answer of this process. 0 when the program reports success, other
 // than 0 when it fails or cannot be run. Whether the call waits for the program's end (if not, 0
-// means that it was started) and which descriptors the program inherits is the platform's affair.
+// means that it was started) and which descriptors the program inherits is up to the platform.
 int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
               const char* arg4);
 

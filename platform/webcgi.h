@@ -14,12 +14,12 @@ namespace TESK {
 class WebCGI {
  public:
   // Reads the request that started this process and its login session, and opens the system log:
-  // the modules only call syslog(). What the two arguments mean is the framework's own affair; this
+  // the modules only call syslog(). What the two arguments mean is up to the framework; this
   // program always passes "" and true.
   //
   // The parameters are the fields "name=value" of the query and of a posted form. Of two fields of
   // one name the last counts, the body's over the query's. One "&" at the end begins no further
-  // field. How large a body may be is the platform's affair.
+  // field. How large a body may be is up to the platform.
   //
   // A request that cannot be decoded is answered with "400 Bad Request" here and ends the process
   // with exit status 1; nothing has run. That is one with a bad escape, a field without "=", text
@@ -35,7 +35,7 @@ class WebCGI {
   // More than 0 when the caller holds a valid login session; 0 or a negative value when not.
   // Refuse cross-site requests here; nothing later checks. Another site is any other origin: a page
   // of another host or port that had the caller's browser send the request. Whether Sec-Fetch-Site
-  // or Origin decides, and whether another scheme counts, is the platform's affair.
+  // or Origin decides, and whether another scheme counts, is up to the platform.
   int CheckAuthorized();
 
   // Non-zero when the signed-in user is an administrator, 0 when not and when that cannot be told.
