@@ -9,7 +9,7 @@
 namespace TESKIndexUtils {
 namespace {
 
-// Whether the path is surely in normal form. False for hidden names too, which is only slower.
+// Speed: whether the path is surely in normal form. False for hidden names, too.
 bool IsNormal(const std::string& path) {
   const auto is_doubtful = [](char left, char right) {
     return left == '/' && (right == '/' || right == '.');
