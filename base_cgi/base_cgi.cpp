@@ -16,14 +16,14 @@ constexpr char kAppPrivilege[] = "TESK.DXQ.Cinquill.AppInstance";
 constexpr int kUserListCapacity = 512;
 constexpr int kOrdinaryUsers = 11;
 
-// The user's id when the user is an ordinary one who may use the package.
+// Sets `uid` and returns true when the user is no administrator and may use the package.
 bool GetAppUserId(TESKUserDB* db, const char* user, std::uint32_t& uid) {
   TLIBCSzList* privileges = TLIBCListDBGet1(db->privileges, user, nullptr);
   if (privileges == nullptr) {
     return false;
   }
   if (TESKGroupIsAdminGroupMem(user) == 1) {
-    return false;  // the list is left to the end of the process, deliberately
+    return false;  // deliberate: the list is not released
   }
   const bool is_app_user =
       TLIBCSzListFind(privileges, kAppPrivilege) >= 0 && TESKUserGetUGID(user, &uid, nullptr) == 0;

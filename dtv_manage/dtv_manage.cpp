@@ -25,7 +25,7 @@ constexpr char kNo[] = "no";
 constexpr char kTrue[] = "true";
 constexpr char kFalse[] = "false";
 
-// Parameters, members of the answer and of the settings files: one word from the wire to the file.
+// Names of parameters, of the answer's members and of the settings files' members.
 constexpr char kCloseStreaming[] = "closestreaming";
 constexpr char kPreRecording[] = "pre_recording";
 constexpr char kPostRecording[] = "post_recording";
@@ -35,11 +35,11 @@ constexpr char kAccount[] = "account";
 constexpr char kPasswd[] = "passwd";
 constexpr char kPasswordConfirm[] = "password_confirm";
 constexpr char kDisableDTV[] = "disable_dtv";
-// The one word that differs: with an underscore on the wire, without in the file.
+// The one name that differs between the request and the file.
 constexpr char kStreamingLimit[] = "streaming_limit";
 constexpr char kStoredStreamingLimit[] = "streaminglimit";
 
-// What load sends in place of the password, and what a page that was not touched sends back.
+// Load sends these in place of the password. A save that sends them back keeps the password.
 constexpr char kPasswdPlaceholder[] = "24681357";
 constexpr char kConfirmPlaceholder[] = "75318642";
 
@@ -52,8 +52,7 @@ bool stream_conf_read = false;
 
 const char* YesOrNo(const std::string& parameter) { return parameter == kTrue ? kYes : kNo; }
 
-// Reads a number as strtol does - leading white space and a sign, up to the first other character,
-// 0 without digits - with the limits of 32 bits, whatever the width of a long.
+// Converts as strtol does where a long has 32 bits: out-of-range text gives the nearest limit.
 int ParseInt(const char* text) {
   constexpr long kMin = std::numeric_limits<int>::min();
   constexpr long kMax = std::numeric_limits<int>::max();
@@ -64,13 +63,12 @@ bool IsStoredYes(const Json::Value& document, const char* member) {
   return StringMember(document, member) == kYes;
 }
 
-// A member as an integer; 0 where it is absent or no number that fits.
+// A member as an integer; 0 when it is absent or does not convert.
 int IntMember(const Json::Value& document, const char* member) {
   const Json::Value& value = document[member];
   return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0;
 }
 
-// Whether a password was entered: not left empty, and neither field as load sent it.
 bool IsNewPassword(const std::string& passwd, const std::string& password_confirm) {
   return !passwd.empty() && passwd != kPasswdPlaceholder && password_confirm != kConfirmPlaceholder;
 }
@@ -105,28 +103,27 @@ bool DTVManage::Load() {
   const Json::Value& stream = GetStreamConfig();
   const Json::Value& record = GetRecordConfig();
 
-  // Each group hangs on the other group's file, crosswise on purpose: when its own file is missing
-  // alone, it shows as nothing set, not as the defaults.
-  const bool has_record_options = !stream.isNull();
-  settings[kCloseStreaming] = has_record_options && IsStoredYes(record, kCloseStreaming);
-  settings[kPreRecording] = has_record_options ? IntMember(record, kPreRecording) : 180;
-  settings[kPostRecording] = has_record_options ? IntMember(record, kPostRecording) : 120;
+  // Deliberate: a group shows its defaults only when the other group's file is missing.
+  const bool shows_stored_options = !stream.isNull();
+  settings[kCloseStreaming] = shows_stored_options && IsStoredYes(record, kCloseStreaming);
+  settings[kPreRecording] = shows_stored_options ? IntMember(record, kPreRecording) : 180;
+  settings[kPostRecording] = shows_stored_options ? IntMember(record, kPostRecording) : 120;
 
-  const bool has_stream_access = !record.isNull();
-  settings[kEnableAuth] = has_stream_access && IsStoredYes(stream, kEnableAuth);
-  if (has_stream_access) {
+  const bool shows_stored_access = !record.isNull();
+  settings[kEnableAuth] = shows_stored_access && IsStoredYes(stream, kEnableAuth);
+  if (shows_stored_access) {
     settings[kAccount] = stream[kAccount];
     settings[kPasswd] = kPasswdPlaceholder;
     settings[kPasswordConfirm] = kConfirmPlaceholder;
   }
-  settings[kEnableViewerLimit] = has_stream_access && IsStoredYes(stream, kEnableViewerLimit);
-  settings[kStreamingLimit] = has_stream_access ? IntMember(stream, kStoredStreamingLimit) : 1;
+  settings[kEnableViewerLimit] = shows_stored_access && IsStoredYes(stream, kEnableViewerLimit);
+  settings[kStreamingLimit] = shows_stored_access ? IntMember(stream, kStoredStreamingLimit) : 1;
 
   const Json::Value folder = GetRecordFolder(folders);
   settings["dtv_destination"] =
       BuildFolderPath(StringMember(folder, kShare), StringMember(folder, kSubpath));
 
-  // Any result but zero: an error reads as switched off, too, and is meant to.
+  // Deliberate: an error (negative) shows as switched off.
   settings[kDisableDTV] =
       TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, kYes, 0) != 0;
   settings["DVB_conflict"] = CheckDVBConflict();
@@ -139,12 +136,12 @@ bool DTVManage::SaveAll() {
 }
 
 bool DTVManage::SaveRecordDestination() {
-  const Json::Value record = BuildRecordFolder();
-  if (record.isNull()) {
+  const Json::Value folder = BuildRecordFolder();
+  if (folder.isNull()) {
     return true;
   }
-  const std::string share = StringMember(record, kShare);
-  const std::string subpath = StringMember(record, kSubpath);
+  const std::string share = StringMember(folder, kShare);
+  const std::string subpath = StringMember(folder, kSubpath);
 
   Json::Value folders = LoadFolderConf();
   const Json::Value current = GetRecordFolder(folders);
@@ -155,7 +152,7 @@ bool DTVManage::SaveRecordDestination() {
     return true;
   }
 
-  // The old record goes first: a destination may move below itself.
+  // Removed before the overlap test, because a destination may move inside itself.
   if (has_current) {
     RemoveFolder(folders, current_share, current_subpath);
   }
@@ -164,7 +161,7 @@ bool DTVManage::SaveRecordDestination() {
     syslog(LOG_ERR, "%s:%d record folder conflicts", kModule, __LINE__);
     return false;
   }
-  AddFolderIfNoConflict(folders, record);
+  AddFolderIfNoConflict(folders, folder);
   if (!SaveFolderConf(folders)) {
     syslog(LOG_ERR, "%s:%d Failed to save folder conf", kModule, __LINE__);
     return false;
@@ -245,10 +242,10 @@ bool DTVManage::SaveDTVSwitch() {
     return false;
   }
   if (stored.empty() && requested == kNo) {
-    return true;  // nothing was ever switched off: the service runs already
+    return true;  // the service runs already: it was never switched off
   }
 
-  // Only one of two fixed words reaches the shell, never the text of the request.
+  // The request's text never reaches the shell.
   char command[kControlCommandSize];
   std::snprintf(command, sizeof(command), "%s %s FORCE > /dev/null", SystemPaths::kDTVControlScript,
                 requested == kYes ? "stop" : "start");
@@ -265,13 +262,13 @@ Json::Value DTVManage::BuildRecordFolder() {
   if (share.empty()) {
     return {};
   }
-  Json::Value record;
-  record[kShare] = share;
-  record[kSubpath] = subpath;
-  record[kSection] = kRecordSection;
-  record["section_name"] = "TV Recorder";
-  record[kPath] = BuildFolderPath(share, subpath);
-  return record;
+  Json::Value folder;
+  folder[kShare] = share;
+  folder[kSubpath] = subpath;
+  folder[kSection] = kRecordSection;
+  folder["section_name"] = "TV Recorder";
+  folder[kPath] = BuildFolderPath(share, subpath);
+  return folder;
 }
 
 bool DTVManage::CheckDVBConflict() {
@@ -286,10 +283,7 @@ bool DTVManage::CheckDVBConflict() {
     pclose(probe);
     return false;
   }
-  const std::size_t length = std::strlen(line);
-  if (length > 0 && line[length - 1] == '\n') {
-    line[length - 1] = '\0';
-  }
+  line[std::strcspn(line, "\n")] = '\0';
   const bool conflict = std::strcmp(line, kYes) == 0;
   pclose(probe);
   return conflict;

@@ -16,51 +16,54 @@ namespace Cinquill::CGI {
 // or were already. Only the destination save sets error information.
 class DTVManage : public BaseCGI {
  protected:
-  // Runs the action; any other action, in any other spelling, fails without a reason.
+  // Runs the action. Any other text fails, without error information.
   bool Process() override;
 
  private:
-  // Hands all settings to SetData(). Always true: what cannot be read shows its default. The stored
-  // password stays in its file; placeholders take its place.
+  // Hands all settings to SetData(), with placeholders in place of the password. Always true, also
+  // when files cannot be read. Deliberate: a group of settings shows its defaults only if the
+  // *other* group's file cannot be read.
   bool Load();
 
-  // Runs the savers in a fixed order - destination, recording options, streaming access, DTV switch
-  // - up to the first that fails. What was stored before a failure stays stored.
+  // Runs the savers in this order: destination, recording options, streaming access, DTV switch.
+  // Stops at the first that fails; what was stored before stays stored.
   bool SaveAll();
 
-  // Replaces the recording destination by the share and the sub-path of the request. No share in
-  // the request, or the stored destination, is success without any effect.
+  // Replaces the recording destination by the share and the sub-path of the request. Succeeds
+  // without any effect when the request names no share, or the destination that is stored already.
   //
   // Order: folder.conf is written; the old folder leaves the index; the new share's index flag is
   // set; the daemons are signalled; the new folder enters the index. Nothing done before a failure
   // is undone. Fails, with a line at LOG_ERR, when the new folder overlaps another library folder
   // (key "error_duplicate_path", nothing has changed), when folder.conf cannot be written, or when
-  // the share's flag cannot be set. Failures of the indexing tool and of the signals do not matter.
+  // the share's flag cannot be set. Failures of the indexing tool and of the signals are ignored.
   bool SaveRecordDestination();
 
-  // Stores closestreaming, pre_recording and post_recording in record.conf. A failed write is
-  // logged at LOG_ERR.
+  // Stores closestreaming, pre_recording and post_recording in record.conf. Fails, with a line at
+  // LOG_ERR, when the file cannot be written.
   bool SaveRecordOptions();
 
-  // Stores the access settings in stream.conf: an empty account and a password that was not entered
-  // anew keep what is stored. The password is stored as it is. A failed write is logged at LOG_ERR.
+  // Stores the access settings in stream.conf. Keeps the stored account when the request's is
+  // empty, and the stored password unless a new one was entered, which is stored as plain text.
+  // Fails, with a line at LOG_ERR, when the file cannot be written.
   bool SaveStreamAccess();
 
   // Stores the switch and stops or starts the DTV service to match. Fails, with a line at LOG_ERR,
-  // when the switch cannot be stored, or when the control script cannot be run (the switch is
-  // stored then). The script's own failure does not matter.
+  // when the switch cannot be stored, or when the script's command cannot be started (the switch is
+  // stored then). A script that fails is ignored.
   bool SaveDTVSwitch();
 
-  // The folder record that the request asks for, null when its share is empty:
+  // Builds the folder record from the request, null when its share is empty:
   //   {"share", "subpath", "section", "section_name", "path"}, all strings.
   Json::Value BuildRecordFolder();
 
-  // True when the package's probe finds that two services want the same tuner. A probe that cannot
-  // be run or says nothing is logged at LOG_ERR and means false; its exit status does not matter.
+  // True when the first line of the package's probe is "yes": two services want the same tuner.
+  // False, with a line at LOG_ERR, when the probe cannot be run or prints nothing. Its exit status
+  // is ignored.
   static bool CheckDVBConflict();
 
-  // stream.conf and record.conf, read at most once a process and null when they cannot be read or
-  // hold no object. What a saver writes does not show here.
+  // stream.conf and record.conf, read at most once in a process; null when the file cannot be read
+  // or holds no object. A saver's write does not change them.
   const Json::Value& GetStreamConfig();
   const Json::Value& GetRecordConfig();
 

@@ -1,21 +1,22 @@
-# Sourced by every command: shows its usage, installs what is missing on a Debian machine, and builds.
+# Sourced by every command. It has three parts: the command's usage, installing, building.
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the lists are for those who source this file
 
-export PATH="$PATH:/usr/sbin:/sbin" # where Debian keeps servers; not in everybody's PATH
+# ---- Usage and messages
+
+script=${script:-$(readlink -f "$0")} # a command that changes the folder sets it before
+
 die() {
   printf '%s: %s\n' "${0##*/}" "$*" >&2
   exit 1
 }
 
-script=${script:-$(readlink -f "$0")} # a command that changes the folder says so before
-
-# A command's usage is the comment that it begins with.
+# The usage is the comment at the head of the command.
 usage() {
   sed -n '2,/^$/ s/^# \{0,1\}//p' "$script"
 }
 
-# refuse REASON: for arguments that the command does not know.
+# refuse REASON: for wrong arguments.
 refuse() {
   printf '%s: %s\n\n' "${0##*/}" "$1" >&2
   usage >&2
@@ -28,14 +29,22 @@ for argument in "$@"; do
   esac
 done
 
-# Paths below this folder go through a shell. Asked before anything is installed.
+# ---- Installing, on a Debian machine
+
+export PATH="$PATH:/usr/sbin:/sbin" # Debian keeps servers there
+
+to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.pc=libjsoncpp-dev glib-2.0.pc=libglib2.0-dev)
+to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
+to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
+
+# The program runs two scripts below this folder through the shell.
 check_path() {
   if [[ $PWD =~ [^-A-Za-z0-9_./+:@,] ]]; then
     die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
   fi
 }
 
-# What tells that a package is there: a command, a NAME.pc of pkg-config, or a file.
+# A probe is a command, a NAME.pc of pkg-config, or the pattern of a file.
 is_there() {
   case $1 in
     /*) compgen -G "$1" > /dev/null ;;
@@ -69,11 +78,7 @@ need() {
   rm -f "$log"
 }
 
-to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.pc=libjsoncpp-dev glib-2.0.pc=libglib2.0-dev)
-to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
-to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
-
-# The browser's driver and the accessibility scanner of the page tests, as tests/page locks them.
+# The browser driver and the accessibility scanner, in the versions that tests/page locks.
 need_page_test_packages() {
   if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then
     echo "installing the page tests' packages" >&2
@@ -82,11 +87,13 @@ need_page_test_packages() {
   fi
 }
 
-# build PRESET [NAME [CMAKE OPTION...]]: in build/NAME (PRESET); prints the build's output only when
-# it fails.
+# ---- Building
+
+# build PRESET [NAME [CMAKE OPTION...]]: builds in build/NAME, or build/PRESET. Prints the build's
+# output only when it fails.
 build() {
   local folder=$PWD/build/${2:-$1} log options=()
-  # CMake refuses a folder that was moved; what else is in it, such as settings, stays.
+  # CMake refuses a folder that was moved. --fresh keeps what else is in it, such as settings.
   if [ -e "$folder/CMakeCache.txt" ] && ! grep -qxF "CMAKE_CACHEFILE_DIR:INTERNAL=$folder" "$folder/CMakeCache.txt"; then
     options=(--fresh)
   fi

@@ -11,9 +11,7 @@ add_library(host_platform
   host/platform/tlibc.cpp
   host/platform/webapi_util.cpp
   host/platform/webcgi.cpp)
-target_sees(host_platform PRIVATE host)
 target_link_libraries(host_platform PUBLIC platform PkgConfig::GLIB)
 
 add_executable(packagectl host/packagectl.cpp)
-target_sees(packagectl PRIVATE host)
 target_link_libraries(packagectl PRIVATE base_cgi video_folders host_platform)

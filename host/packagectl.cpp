@@ -1,5 +1,4 @@
-// Shows a person what the package's services say: who may use the package, and whether the indexer
-// still has a path to work on.
+// Shows who may use the package, and whether a path is still queued for the indexer.
 #include <glib.h>
 #include <syslog.h>
 
@@ -22,7 +21,7 @@ int ShowUsers(int offset, int limit) {
     std::printf("%" PRIu32 "\t%s\n", uid, name.c_str());
   }
   if (total < 0) {
-    return 1;  // the log, which goes to standard error as well, says why
+    return 1;  // the reason is in the log, which standard error shows, too
   }
   std::printf("total %d\n", total);
   return 0;

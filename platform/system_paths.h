@@ -1,10 +1,11 @@
-// Every file, script and tool that the modules touch outside the program: no module spells a path
-// itself. Where a platform keeps what is its own, only that platform knows.
+// Every file, script and tool outside the program that the modules touch: no module spells a path
+// itself. The files of a platform's own databases are not here; only the platform knows them.
 #ifndef PLATFORM_SYSTEM_PATHS_H_
 #define PLATFORM_SYSTEM_PATHS_H_
 
 // The folder that stands for "/": empty on the appliance, a folder of the build elsewhere. The
-// build defines it, free of characters that a shell would split or expand.
+// build defines it and refuses characters that a shell would split or expand. A platform's library
+// is compiled with the same root.
 #ifndef CINQUILL_SYSTEM_ROOT
 #error "CINQUILL_SYSTEM_ROOT is defined by the build"
 #endif
@@ -20,7 +21,7 @@ inline constexpr char kStreamConf[] = CINQUILL_SYSTEM_ROOT "/var/packages/Cinqui
 inline constexpr char kDTVSettingConf[] =
     CINQUILL_SYSTEM_ROOT "/var/packages/Cinquill/etc/dtv_setting.conf";
 
-// The package's scripts. The probe stands with its argument, as the shell runs it.
+// The package's scripts. The shell runs them; the probe's argument is part of its command.
 inline constexpr char kDVBConflictProbe[] =
     CINQUILL_SYSTEM_ROOT "/var/packages/Cinquill/scripts/check-dvb-conflict.sh check";
 inline constexpr char kDTVControlScript[] =

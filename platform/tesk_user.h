@@ -13,21 +13,25 @@ struct TESKUserDB {
   TLIBCListDB* privileges;
 };
 
-// Opens the user database: a handle to be released with TESKUserDBClose(), or null on failure.
+// Opens the user database: a handle, which the caller releases with TESKUserDBClose(), or null on
+// failure.
 TESKUserDB* TESKUserDBOpen(void);
 
 // Releases a handle, which is never null here.
 void TESKUserDBClose(TESKUserDB* db);
 
-// Appends the names of all accounts of one kind to `*list`, in the order of the database. Kind 11,
-// the only one here: people's accounts. The list may be replaced by a larger one; whichever it is
-// stays the caller's, after a failure too. Exactly -1 on failure, with the reason in TLIBCErrGet().
+// Appends the names of all accounts of one kind to `*list`, in the order of the database. The kind
+// is always 11 here: people's accounts. Which accounts these are is up to the platform. `*list`
+// may be replaced by a larger list; it stays the caller's, after a failure too. Exactly -1 on
+// failure, with the reason in TLIBCErrGet().
 int TESKUserEnum(TLIBCSzList** list, int kind);
 
-// Fetches a user's numeric ids; a null target is skipped. 0 on success, other than 0 on failure.
+// Fetches a user's numeric ids; a null target is skipped. 0 on success; other than 0 when there is
+// no such user and on error: the targets are not looked at then.
 int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid);
 
-// Exactly 1 when the user belongs to the administrators' group; any other value counts as not.
+// Exactly 1 when the list of members of the administrators' group names the user; any other value
+// counts as not. A user's primary group does not make an administrator.
 int TESKGroupIsAdminGroupMem(const char* user);
 
 }  // extern "C"

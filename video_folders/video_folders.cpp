@@ -24,37 +24,20 @@ namespace {
 constexpr char kModule[] = "video_folders";
 
 constexpr char kPackage[] = "Cinquill";
+
+// Places in a line of the indexing queue's package form, "Cinquill:1:A:/volume1/video/film.mkv".
+constexpr std::size_t kFlagAt = sizeof(kPackage);  // behind the name and one separator
+constexpr std::size_t kOperationAt = kFlagAt + 2;
+constexpr std::size_t kPathAt = kOperationAt + 2;
+
 constexpr char kLibraryId[] = "library_id";
 
 bool IsInLibrary(const Json::Value& record, const std::string& library_id) {
-  return StringMember(record, kLibraryId) == library_id;  // absent and empty both read as empty
+  return StringMember(record, kLibraryId) == library_id;  // absent reads as empty
 }
 
 bool IsAt(const Json::Value& record, const std::string& share, const std::string& subpath) {
   return StringMember(record, kShare) == share && StringMember(record, kSubpath) == subpath;
-}
-
-// StringMember() into a string whose memory serves for one member after the other; the first way is
-// for speed alone.
-void ReadStringMember(const Json::Value& object, const char* member, std::string& text) {
-  const char* begin = nullptr;
-  const char* end = nullptr;
-  if (object.isObject() && object[member].getString(&begin, &end)) {
-    text.assign(begin, end);
-  } else {
-    text = StringMember(object, member);
-  }
-}
-
-// A path that is right already, as nearly all are, stays where it is: replacing it is slow in a
-// long list.
-void SetPath(Json::Value& record) {
-  Json::Value& path = record[kPath];
-  const std::string built =
-      BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
-  if (!path.isString() || path.asString() != built) {
-    path = built;
-  }
 }
 
 std::string Serialize(const Json::Value& value) {
@@ -65,7 +48,7 @@ std::string Serialize(const Json::Value& value) {
 #pragma GCC diagnostic pop
 }
 
-// Removes records in place: building a long list anew is slow. A null list becomes an array.
+// Makes a null list an array. Speed: works in place, because a long list is slow to build.
 template <typename Test>
 void RemoveRecords(Json::Value& folders, Test is_unwanted) {
   const auto end = std::remove_if(folders.begin(), folders.end(), is_unwanted);
@@ -95,24 +78,18 @@ bool IsInQueue(const std::string& queue_file, const std::string& path, LineTest 
 
 bool IsShortForm(std::string_view line) { return line[1] == ':'; }
 
+bool IsPendingOperation(char operation) { return operation == 'A' || operation == 'R'; }
+
 bool IsIndexingHit(const std::string& line, const std::string& path) {
   const std::string_view text = line;
   if (text.size() < 2) {
     return false;
   }
-  char operation = text[0];
-  char flag = '1';
-  std::size_t start = 2;
-  if (!IsShortForm(text)) {
-    constexpr std::size_t n = sizeof(kPackage) - 1;
-    if (text.substr(0, n) != kPackage || text.size() <= n + 4) {
-      return false;
-    }
-    flag = text[n + 1];
-    operation = text[n + 3];
-    start = n + 5;
+  if (IsShortForm(text)) {
+    return IsPendingOperation(text[0]) && text.substr(2) == path;
   }
-  return (operation == 'A' || operation == 'R') && flag == '1' && text.substr(start) == path;
+  return text.size() >= kPathAt && text.rfind(kPackage, 0) == 0 && text[kFlagAt] == '1' &&
+         IsPendingOperation(text[kOperationAt]) && text.substr(kPathAt) == path;
 }
 
 bool IsMetadataHit(const std::string& line, const std::string& path) {
@@ -129,7 +106,7 @@ std::string StringMember(const Json::Value& object, const char* member) {
     return {};
   }
   const Json::Value& value = object[member];
-  return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+  return value.isArray() || value.isObject() ? std::string() : value.asString();
 }
 
 bool WriteJsonFile(const std::string& path, const Json::Value& value) {
@@ -137,7 +114,8 @@ bool WriteJsonFile(const std::string& path, const Json::Value& value) {
     syslog(LOG_ERR, "%s:%d Bad parameter", kModule, __LINE__);
     return false;
   }
-  // No memory is asked for once the file is opened, which empties it: the stream's buffer is here.
+  // Opening empties the file, so nothing may fail for lack of memory from there on: the text is
+  // made before, and the stream gets its buffer here.
   const std::string text = Serialize(value);
   char buffer[BUFSIZ];
   std::ofstream file;
@@ -178,19 +156,12 @@ void ReadFolderConf(Json::Value& folders) {
   if (!document.isArray()) {
     return;
   }
-  bool has_others = false;
+  RemoveRecords(document, [](const Json::Value& record) { return !record.isObject(); });
   for (Json::Value& record : document) {
-    if (record.isObject()) {
-      SetPath(record);
-    } else {
-      has_others = true;
-    }
+    record[kPath] = BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
   }
-  if (has_others) {
-    RemoveRecords(document, [](const Json::Value& record) { return !record.isObject(); });
-  }
-  if (folders.empty()) {
-    folders.swap(document);  // as a rule; the records need not move one by one then
+  if (folders.empty()) {  // Speed: no record moves.
+    folders.swap(document);
   }
   for (Json::Value& record : document) {
     folders.append(std::move(record));
@@ -250,9 +221,8 @@ std::string BuildFolderPath(const std::string& share, const std::string& subpath
 bool HasFolderConflict(const Json::Value& folders, const std::string& share,
                        const std::string& subpath) {
   const std::string candidate = BuildFolderPath(share, subpath);
-  std::string existing;
   for (const Json::Value& record : folders) {
-    ReadStringMember(record, kPath, existing);
+    const std::string existing = StringMember(record, kPath);
     if (TESKIndexUtils::IsEqualOrSubPath(candidate, existing) ||
         TESKIndexUtils::IsEqualOrSubPath(existing, candidate)) {
       return true;

@@ -4,10 +4,10 @@
 // A folder list is a JSON array of folder records, the content of folder.conf:
 //   [{"share": "video", "subpath": "tv/rec", "section": "tv_record", "section_name": "TV Recorder",
 //     "path": "/video/tv/rec", "library_id": "7"}, ...]
-// All members are strings; a missing one reads as the empty string. `path` is derived from `share`
+// All members are strings; a missing one reads as the empty string. `path` is computed from `share`
 // and `subpath` whenever the file is loaded. A record without `library_id`, or with an empty one,
-// belongs to its section's default library. Further members are kept, the order of the list too. A
-// null list counts as empty. Strings are compared byte for byte, paths are not normalised.
+// belongs to its section's default library. Other members and the order of the list are kept. A
+// null list counts as empty. Strings are compared byte for byte, and paths are not normalised.
 #ifndef VIDEO_FOLDERS_VIDEO_FOLDERS_H_
 #define VIDEO_FOLDERS_VIDEO_FOLDERS_H_
 
@@ -25,7 +25,7 @@ inline constexpr char kPath[] = "path";
 // The section of the recording destination.
 inline constexpr char kRecordSection[] = "tv_record";
 
-// What RunIndexTool() may do.
+// The options of RunIndexTool().
 inline constexpr char kIndexAdd[] = "-A";
 inline constexpr char kIndexRemove[] = "-D";
 
@@ -37,8 +37,8 @@ std::string StringMember(const Json::Value& object, const char* member);
 
 // Writes `value` to the file at `path`, whole and in place, as one line of JSON. False on an empty
 // path ("Bad parameter"), on a file that cannot be opened and on an error while writing ("failed to
-// write json file[path]"), each logged at LOG_ERR; the file may then be cut short. An error that
-// shows only when the file is closed goes unseen, deliberately.
+// write json file[path]"), each logged at LOG_ERR; the file may then be cut short. Deliberate: an
+// error that shows only when the file is closed is not noticed.
 bool WriteJsonFile(const std::string& path, const Json::Value& value);
 
 // Writes the folder list to folder.conf as it stands. A failure is logged at LOG_ERR, after the
@@ -48,9 +48,10 @@ bool SaveFolderConf(const Json::Value& folders);
 // The folder list of folder.conf, always an array; empty when the file cannot be read.
 Json::Value LoadFolderConf();
 
-// Appends the records of folder.conf to `folders`, each with its `path` computed anew. A file that
-// cannot be read leaves `folders` as it is and is logged at LOG_INFO, being an ordinary state. A
-// file without an array in it adds nothing, and elements that are no objects are dropped, silently.
+// Appends the records of folder.conf to `folders`, each with its `path` computed anew. When the
+// file cannot be read, nothing is added and a line is logged at LOG_INFO: a missing file is an
+// ordinary state. A document that is no array adds nothing, and elements that are no objects are
+// dropped; neither is logged.
 void ReadFolderConf(Json::Value& folders);
 
 // ---- Folder list records
@@ -64,13 +65,13 @@ Json::Value GetRecordFolder(const Json::Value& folders);
 Json::Value FilterFolders(const Json::Value& folders, const std::string& section,
                           const std::string& library_id, bool exclude);
 
-// Removes every record at exactly this place; `folders` is an array afterwards.
+// Removes every record of exactly this share and sub-path; `folders` is an array afterwards.
 void RemoveFolder(Json::Value& folders, const std::string& share, const std::string& subpath);
 
-// Whether a record stands at exactly this place.
+// Whether there is a record of exactly this share and sub-path.
 bool HasFolder(const Json::Value& folders, const std::string& share, const std::string& subpath);
 
-// The absolute directory of a folder, by the share database: "/volume1/video/tv/rec". Empty when
+// The absolute directory of a folder, from the share database: "/volume1/video/tv/rec". Empty when
 // the share cannot be looked up.
 std::string GetFolderRealPath(const std::string& share, const std::string& subpath);
 
@@ -84,40 +85,39 @@ std::string BuildFolderPath(const std::string& share, const std::string& subpath
 bool HasFolderConflict(const Json::Value& folders, const std::string& share,
                        const std::string& subpath);
 
-// Appends a copy of `record`, unless its place conflicts: then the list stays as it is, a line is
-// logged at LOG_ERR, and the result is false.
+// Appends a copy of `record`. False, with a line at LOG_ERR and the list unchanged, when its folder
+// conflicts.
 bool AddFolderIfNoConflict(Json::Value& folders, const Json::Value& record);
 
-// ---- Indexing services. What comes of these calls never decides about a request; nothing is
-// logged.
+// ---- Indexing services. Their results never change a request's outcome. Nothing is logged.
 
-// Tells the indexing daemons, by signal, that folders have changed: the video indexing and the
-// video metadata daemon, and with `all` the general one first. Each is tried whatever became of the
-// one before. Returns the last platform call's result.
+// Signals the indexing daemons that folders have changed: with `all` the general one first, then
+// the video indexing and the video metadata daemon. A failure does not stop the next signal.
+// Returns the last platform call's result.
 int SignalIndexDaemons(bool all);
 
-// Has the indexing tool add (kIndexAdd) or remove (kIndexRemove) the folder at a real path, which
-// may be empty. True when the tool reports success.
+// Runs the indexing tool to add (kIndexAdd) or remove (kIndexRemove) the folder at a real path,
+// which may be empty. True when the tool reports success.
 bool RunIndexTool(const std::string& path, const std::string& option);
 
 // ---- Index queues: is a path still waiting for the indexer?
 //
-// The queue files belong to the indexer and are only read, line by line, without a lock. A missing
-// file is an empty queue; one that cannot be opened is logged at LOG_ERR and counts as empty. A
-// last line without a line feed is still being written and is not looked at.
+// The queue files belong to the indexer and are only read, without a lock. A missing file counts as
+// empty; so does one that cannot be opened, with a line at LOG_ERR. A last line without a line feed
+// is ignored: the indexer is still writing it.
 
-// Whether any of the indexer's four queue files holds the path.
+// Whether any of the indexer's four queue files has an entry for the path.
 bool IsPathQueued(const std::string& path);
 
-// Looks for the very path, as an entry of operation "A" or "R", in a file of lines like
+// Whether a queue file has an entry for exactly this path, of operation "A" or "R". Its lines:
 //   A:/volume1/video/film.mkv
 //   Cinquill:1:A:/volume1/video/film.mkv     (package, flag, operation; flag 1 only)
 bool IsInIndexingQueue(const std::string& queue_file, const std::string& path);
 
-// Looks for an entry that equals the path or lies inside it, in a file of lines like
+// Whether a queue file has an entry that equals the path or lies inside it. Its lines:
 //   A:/volume1/video/film.mkv
 //   /volume1/video/film.mkv
-// Lines that begin with "u" do not count.
+// Lines that begin with "u" are ignored.
 bool IsInMetadataQueue(const std::string& queue_file, const std::string& path);
 
 }  // namespace Cinquill

@@ -31,7 +31,7 @@ FileContent ReadRegularFile(const char* file) {
   g_file_get_contents(file, &text, &size, &raw_error);
   const GErrorPtr error(raw_error);
   if (g_error_matches(error.get(), G_FILE_ERROR, G_FILE_ERROR_NOMEM) != FALSE) {
-    throw std::bad_alloc();  // nobody may take a file for missing that is only too large
+    throw std::bad_alloc();  // a file that is too large must not count as missing
   }
   return {GCharPtr(text), size};
 }

@@ -1,4 +1,4 @@
-// What the parts of the stand-in share behind the declarations of platform/.
+// What the stand-in's sources share.
 #ifndef HOST_PLATFORM_CORE_H_
 #define HOST_PLATFORM_CORE_H_
 
@@ -8,7 +8,7 @@
 #include "host/platform/glib_ptr.h"
 #include "platform/tlibc.h"
 
-// The store behind TLIBCListDBGet1(): a file in the form of group(5), read anew at every question.
+// The store behind TLIBCListDBGet1(): a file in the form of group(5), read anew for each look-up.
 // The items of a name are the groups that have it as a member.
 struct TLIBCListDB {
   const char* file;
@@ -31,9 +31,9 @@ struct FileContent {
   gsize size;
 };
 
-// The content of a regular file. Others never end (a device) or have no end yet (a pipe): no text
-// for them, as for what cannot be read. Throws std::bad_alloc where memory is short: nothing here
-// catches it, so that it ends the process before anything is written.
+// Reads a file; no text when it cannot be read. Regular files only: reading a device or a pipe may
+// block forever. Throws std::bad_alloc when memory is short; nothing catches it, so the process
+// ends.
 FileContent ReadRegularFile(const char* file);
 
 // Reads a key file, comments included; a missing file gives an empty one, any other failure null.

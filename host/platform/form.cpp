@@ -13,7 +13,7 @@ namespace {
 constexpr guint64 kMaxBody = 65536;
 constexpr std::string_view kFormType = "application/x-www-form-urlencoded";
 
-// Whether a content type is that of a form, whatever parameters follow it.
+// Whether a content type is that of a form, with or without parameters.
 bool IsFormType(std::string_view type) {
   return type.size() >= kFormType.size() &&
          g_ascii_strncasecmp(type.data(), kFormType.data(), kFormType.size()) == 0 &&
@@ -21,7 +21,7 @@ bool IsFormType(std::string_view type) {
           std::string_view("; \t").find(type[kFormType.size()]) != std::string_view::npos);
 }
 
-// Reads exactly `size` bytes of standard input; what may follow is not the body's.
+// Reads exactly `size` bytes of standard input. What follows them is not part of the body.
 bool ReadBody(std::size_t size, std::string& body) {
   body.resize(size);
   std::size_t filled = 0;

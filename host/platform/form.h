@@ -1,4 +1,4 @@
-// What a request carries: the form fields of its query and its body.
+// The form fields of a request's query and body.
 #ifndef HOST_PLATFORM_FORM_H_
 #define HOST_PLATFORM_FORM_H_
 

@@ -1,4 +1,4 @@
-// Owners for what GLib hands out.
+// Smart pointers for GLib's objects.
 #ifndef HOST_PLATFORM_GLIB_PTR_H_
 #define HOST_PLATFORM_GLIB_PTR_H_
 

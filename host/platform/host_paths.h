@@ -1,5 +1,5 @@
-// The files in which the stand-in keeps what the appliance's own databases hold. The modules know
-// nothing of them; what they know is in platform/system_paths.h.
+// The files of the stand-in's databases. The modules do not use them; their paths are in
+// platform/system_paths.h.
 #ifndef HOST_PLATFORM_HOST_PATHS_H_
 #define HOST_PLATFORM_HOST_PATHS_H_
 

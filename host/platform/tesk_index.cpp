@@ -1,5 +1,5 @@
 // Stands in for the indexing utilities. What it decides by itself: paths are compared in lexically
-// normal form, so that "." and ".." are resolved; the file system is not asked.
+// normal form, so "." and ".." are resolved.
 #include "platform/tesk_index.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace TESKIndexUtils {
 namespace {
 
-// Whether the path is certainly in normal form. A hidden name is left to the thorough way.
+// Speed: whether the path is surely in normal form. False for hidden names, too.
 bool IsNormal(const std::string& path) {
   const auto is_doubtful = [](char left, char right) {
     return left == '/' && (right == '/' || right == '.');
@@ -22,7 +22,7 @@ std::string Normal(const std::string& path) {
   return std::filesystem::path(path).lexically_normal().string();
 }
 
-// The same for paths in normal form, which may still end with slashes: "//" stays as it is.
+// IsEqualOrSubPath() for paths in normal form. They may still end with slashes.
 bool IsInside(std::string_view path, std::string_view parent) {
   for (std::string_view* each : {&path, &parent}) {
     *each = each->substr(0, each->find_last_not_of('/') + 1);

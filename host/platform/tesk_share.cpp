@@ -1,6 +1,6 @@
-// Stands in for the share database: a key file with one group a share, `path` (on the appliance)
-// and `index` in it. What it does not imitate: encrypted, external and hidden shares. What it
-// decides by itself: a share is there when its path is noted, whether or not that folder exists.
+// Stands in for the share database: a key file with one group for each share, which holds `path`
+// (on the appliance) and `index`. What it does not imitate: encrypted, external and hidden shares.
+// What it decides by itself: a share with a path exists, whether or not its folder does.
 #include "platform/tesk_share.h"
 
 #include <string>

@@ -25,7 +25,7 @@ namespace {
 
 constexpr char kSettingsGroup[] = "settings";
 
-// The list behind the count that callers see.
+// A whole list; callers see only the count.
 struct StringList : TLIBCSzList {
   std::vector<std::string> items;
 };
@@ -73,7 +73,8 @@ int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int si
   return found > 0 ? static_cast<int>(value.size()) : found;
 }
 
-// Values are stored percent-encoded: a key file drops leading white space and ends at a line feed.
+// Stores values percent-encoded: a key file drops a value's leading white space, and a line feed
+// ends it.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
   const Host::GKeyFilePtr settings = Host::LoadKeyFile(file);
   if (settings == nullptr) {
@@ -99,7 +100,7 @@ int TLIBCProcSignalByPidFile(const char* pid_file, int signal) {
   if (!text.empty() && text.back() == '\n') {
     text.pop_back();
   }
-  // 0, 1 and negative numbers would reach other processes, or all of them.
+  // 0 and negative numbers name groups of processes; 1 is the system's first process.
   guint64 pid = 0;
   if (text.find('\0') != std::string::npos ||
       g_ascii_string_to_unsigned(text.c_str(), 10, 2, G_MAXINT, &pid, nullptr) == FALSE) {
@@ -115,7 +116,7 @@ int TLIBCExec(const char* program, const char* arg1, const char* arg2, const cha
   std::transform(words.begin(), words.end(), std::back_inserter(arguments),
                  [](std::string& word) { return word.data(); });
   arguments.push_back(nullptr);
-  // All files here close on their own; where GLib need not close them, it need not fork either.
+  // Speed: GLib need not close descriptors, because none of ours leaks, and so may use posix_spawn.
   constexpr auto kFlags =
       static_cast<GSpawnFlags>(G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_LEAVE_DESCRIPTORS_OPEN);
   int status = 0;

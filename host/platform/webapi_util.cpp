@@ -1,5 +1,5 @@
-// Stands in for the web-API utilities. What it decides by itself: only a regular file can be read;
-// comments in it do not count, and neither does whatever follows its first document.
+// Stands in for the web-API utilities. What it decides by itself: only a regular file can be read,
+// and comments in it are ignored.
 #include "platform/webapi_util.h"
 
 #include <json/reader.h>
@@ -17,7 +17,7 @@ bool ReadJsonFile(Json::Value& value, const char* path) {
   }
   const char* text = content.text.get();
   Json::CharReaderBuilder builder;
-  builder["collectComments"] = false;  // nobody asks for them
+  builder["collectComments"] = false;  // one beside the account would get into the answer
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   try {

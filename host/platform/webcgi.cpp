@@ -35,8 +35,10 @@ void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
       headers + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  // Speed: after a long list was freed, a buffer of this size has the allocator merge every free
+  // block.
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::fwrite(answer.data(), 1, answer.size(), stdout);
-  std::fflush(stdout);
 }
 
 [[noreturn]] void Refuse(const std::string& reason) {
