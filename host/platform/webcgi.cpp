@@ -8,12 +8,15 @@
 //   from a whole one.
 // - A client that is gone ends nothing: SIGPIPE is ignored.
 // - The sign-in (HTTP_AUTHORIZATION) is removed from the environment once the request is read.
+// - Files that the process was started with, such as the web server's lock, stay its own: no
+//   program that it starts gets a descriptor above standard error (from Linux 5.11 on).
 // - Log lines go to standard error as well, where a web server puts them into its error log.
 #include "platform/webcgi.h"
 
 #include <glib.h>
 #include <json/writer.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -30,7 +33,7 @@ namespace {
 
 using Host::Environment;
 
-// Sends one whole answer. The client may be gone: that must not end the process by a signal.
+// Sends one whole answer. Without the handler, a client that is gone would end the process.
 void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
@@ -44,8 +47,8 @@ void Send(const std::string& headers, const std::string& body) {
   std::exit(EXIT_FAILURE);
 }
 
-// The administrator's password is none of a script's business, neither in its own environment nor
-// in what it can read of this process.
+// Keeps the administrator's password from the scripts that this process runs: they get a copy of
+// its environment, and can read the original in /proc.
 void HideSignIn() {
   if (char* sign_in = std::getenv("HTTP_AUTHORIZATION")) {
     explicit_bzero(sign_in, std::strlen(sign_in));
@@ -53,8 +56,8 @@ void HideSignIn() {
   }
 }
 
-// Host and port of a URL, such as "nas.local:8080", with the scheme's own port left out; empty when
-// there is no host.
+// Host and port of a URL, such as "nas.local:8080"; the scheme's own port where the URL has none.
+// Empty when there is no host.
 std::string HostAndPort(const std::string& url) {
   char* text = nullptr;
   int port = -1;
@@ -66,8 +69,8 @@ std::string HostAndPort(const std::string& url) {
   return Host::GCharPtr(g_ascii_strdown(text, -1)).get() + (":" + std::to_string(port));
 }
 
-// A page of another site can have a signed-in browser send requests here; they are told apart by
-// what the browser says of their origin. Clients that are no browsers say nothing.
+// A page of another site can make a signed-in browser send requests here. A browser says where a
+// request comes from; other clients do not.
 bool IsSameOrigin() {
   const std::string site = Environment("HTTP_SEC_FETCH_SITE");
   if (!site.empty()) {
@@ -91,6 +94,7 @@ struct WebCGI::Request {
 
 WebCGI::WebCGI(const char* /*session*/, bool /*check_session*/)
     : request_(std::make_unique<Request>()) {
+  close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   openlog("dtv_manage.cgi", LOG_PERROR | LOG_PID, LOG_USER);
   const std::string reason = Host::ReadForm(request_->form);
   if (!reason.empty()) {
