@@ -137,8 +137,9 @@ start_all() {
     start "$root/usr/tesk/sbin/teskdaemon" "$name"
   done
   rm -f "$server/lighttpd.pid"
+  ln -sf "$source_dir/host/lighttpd.conf" "$server/" # the list of processes then names the build folder
   start env PORT="$port" PAGE="$source_dir/host/www" STATE="$server" PROGRAM="$server/one_at_a_time" \
-    lighttpd -D -f "$source_dir/host/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
+    lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
   lighttpd=$!
   until is_serving; do
     if ! kill -0 "$lighttpd" 2> /dev/null || [ $((tries += 1)) -gt 100 ]; then
