@@ -68,7 +68,7 @@ serve() { # BUILD_DIR, which is locked
   die "the server has ended; its log is $server/error.log"
 }
 
-# The end of an earlier start ends its requests, unless it was killed together with its server.
+# A start ends its requests when it ends, but not when it and its server are killed.
 check_request_lock() {
   if [ -e "$server/request.lock" ] && ! flock -n "$server/request.lock" true; then
     die "a request of an earlier start is still running: it holds $server/request.lock"
@@ -115,8 +115,7 @@ show_sign_in() {
 }
 
 # The settings have no lock of their own, so the server runs one request at a time. A request that
-# waits in vain is answered with an error and has not begun; the rest of the server's time limit is
-# the program's.
+# waits for 30 seconds gets an error and has not begun. 30 of the server's 60 seconds are then left.
 write_wrapper() {
   cat > "$server/one_at_a_time" << END
 #!/bin/sh
