@@ -199,8 +199,8 @@ function showFailure(error) {
   return error.key === undefined ? unsaved()[0] ?? element(Object.keys(doubts)[0]) : undefined;
 }
 
-// Locks the form during the work. A locked control loses the focus, so the messages get it meanwhile, and
-// keep it where the control can't have it any more. Nothing scrolls but to a field that needs attention.
+// Locks the form during the work. A locked control loses the focus, so the messages have it meanwhile, and
+// keep it if the control is off afterwards. The page scrolls only to a field that needs attention.
 async function run(progress, work) {
   const focused = document.activeElement;
   sayPhase(progress);
@@ -226,8 +226,8 @@ async function follow() {
   refresh();
 }
 
-// Shows the problems of fields that were left. That moves what is below them, so it waits for a click
-// that leaves the field.
+// Shows the problems of fields that were left. Their sentences move what is below, so a click that leaves a
+// field comes first.
 function check() {
   if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0) sayInvalid();
 }

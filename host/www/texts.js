@@ -197,8 +197,7 @@ const wanted = navigator.languages.map((tag) => tag.toLowerCase().split('-')[0])
 export const language = wanted.find((name) => Object.hasOwn(languages, name)) ?? 'en';
 const texts = languages[language];
 
-// The text of that name, with `value` in its gap. One that is missing is an error of the page's, but none
-// to stop it.
+// The text of that name, with `value` in its gap. A missing one is reported, but does not stop the page.
 export function text(name, value = '') {
   if (!Object.hasOwn(texts, name)) reportError(new Error(`there is no text "${name}"`));
   return (texts[name] ?? name).replace('{}', () => value);

@@ -22,6 +22,7 @@ afterEach(async () => assert.deepEqual(await page.pageErrors({ filter: 'all' }),
 
 async function open(locale) {
   page = await (await browser.newContext({ httpCredentials: server.credentials, locale })).newPage();
+  page.setDefaultTimeout(15_000);
   await page.goto(server.url);
   await says({ phase: '' });
 }
@@ -119,12 +120,13 @@ test('stops at a field that could not be saved', async () => {
     await press('Discard');
     await says({ phase: 'discarded', focus: 'messages', remarks: {} });
   };
-  await refuses({ share: ' ', pre_recording: '1.5' }, { share: 'share_cleared', pre_recording: 'number_not_whole' });
+  await refuses({ share: ' ', pre_recording: '1.5', streaming_limit: '0' },
+    { share: 'share_cleared', pre_recording: 'number_not_whole', streaming_limit: 'limit_below_one' });
   await refuses({ share: 'a/b', subpath: '/a', pre_recording: '-1' }, { share: 'share_slash', subpath: 'subpath_slash', pre_recording: 'time_negative' });
-  await refuses({ share: '..', subpath: 'a/./b', post_recording: '2147483648' }, { share: 'folder_dots', subpath: 'folder_dots', post_recording: 'number_too_large' });
-  await refuses({ subpath: 'a\u009fb', account: ' ', streaming_limit: '0' }, { subpath: 'folder_control', account: 'account_cleared', streaming_limit: 'limit_below_one' });
-  await refuses({ share: 't\tv', subpath: 'a//b', passwd: '75318642' },
-    { share: 'folder_control', subpath: 'subpath_gap', passwd: 'password_reserved', password_confirm: 'password_differs' });
+  await refuses({ share: '..', subpath: 'a/./b', account: ' ' }, { share: 'folder_dots', subpath: 'folder_dots', account: 'account_cleared' });
+  await refuses({ share: 't\tv', subpath: 'a//b', post_recording: '2147483648' },
+    { share: 'folder_control', subpath: 'subpath_gap', post_recording: 'number_too_large' });
+  await refuses({ subpath: 'a\u009fb', passwd: '75318642' }, { subpath: 'folder_control', passwd: 'password_reserved', password_confirm: 'password_differs' });
   await refuses({ passwd: '24681357', password_confirm: '24681357' }, { passwd: 'password_reserved' });
   await reload({ 'stream.conf': { enableauth: 'no' } });
   await refuses({ subpath: 'a/', enableauth: true }, { subpath: 'subpath_slash', account: 'account_missing', passwd: 'password_missing' });

@@ -34,7 +34,7 @@ export async function startServer() {
     url: `http://127.0.0.1:${port}/`,
     credentials: { username: 'admin', password },
     stop: async () => child.kill() && once(child, 'exit'),
-    startAgain: async () => { if (child.exitCode !== null) ({ child } = await launch('--port', port)); },
+    startAgain: async () => { if ((child.exitCode ?? child.signalCode) !== null) ({ child } = await launch('--port', port)); },
   };
 }
 
@@ -45,7 +45,7 @@ export function readSettings(name) {
 
 export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
 
-// Stores a whole state, usual but for the files that are given.
+// Stores the usual state, with the given files in place of its own.
 export function store({ tunerConflict = false, ...files } = {}) {
   const usual = {
     'folder.conf': [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
