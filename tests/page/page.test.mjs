@@ -137,16 +137,19 @@ test('stops at a field that could not be saved', async () => {
   await page.locator('#post_recording').focus();
   await says({ phase: 'invalid', remarks: { subpath: 'subpath_slash' } });
   assert.equal(await page.locator('#destination').textContent(), '');
-  await fill({ subpath: 'a', pre_recording: 'x' });
-  await page.locator('#enableauth-title').click({ position: { x: 5, y: 1 } });
-  await says({ phase: 'invalid', remarks: { pre_recording: 'number_not_whole' }, values: { enableauth: true } });
+  await fill({ subpath: 'a', enableauth: true, pre_recording: 'x' });
+  await page.locator('#reveal').click({ position: { x: 9, y: 1 } });
+  await says({ phase: 'invalid', remarks: { pre_recording: 'number_not_whole' } });
+  assert.equal(await page.locator('[type=password]').count(), 0);
 });
 
 test('says of a failed save what is not stored, and what may be half done', async () => {
   await save({ share: 'video', subpath: 'movies/tv', pre_recording: '61' }, { phase: 'invalid', focus: 'share', remarks: { share: 'error_duplicate_path' } });
+  store({ 'folder.conf': [folder('tv', 'recordings')] });
+  await save();
   const notices = { share: 'The appliance has stored the folder /unknown/tv but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.' };
   const error = 'The appliance reported an error.';
-  await save({ subpath: 'tv', share: 'unknown', pre_recording: '60' },
+  await save({ subpath: 'tv', share: 'unknown' },
     { phase: 'failed', sentence: `${error} Saved, but the setting with a notice may have no effect.`, notices, focus: 'share', remarks: {} });
   await scan('failed');
   await save({}, { phase: 'doubtful' });
@@ -271,7 +274,7 @@ test('gives up a request without an answer', async () => {
   await fill({ pre_recording: '61' });
   await Promise.all([page.waitForRequest((request) => request.postData()?.includes('=save')), press('Save')]);
   await page.clock.runFor(5_000);
-  await says({ phase: 'saving', sentence: 'Saving… This can take a minute.' });
+  await says({ phase: 'saving', sentence: 'Saving… This can take a minute.', focus: 'messages' });
   await page.clock.runFor(90_000);
   await says({ phase: 'saving' });
   await page.clock.runFor(5_000);
