@@ -2,7 +2,6 @@
 // that a load shows which save it saw.
 
 import { existsSync, readdirSync, readFileSync } from 'node:fs';
-import http from 'node:http';
 import { resolve } from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
 
@@ -18,30 +17,19 @@ const strange = [];
 const tally = { succeeded: 0, failed: 0, whole: 0 };
 
 const server = await startServer();
-const auth = `admin:${server.credentials.password}`;
-
-function post(form) {
-  const headers = { 'Content-Type': 'application/x-www-form-urlencoded' };
-  return new Promise((done) => {
-    const request = http.request(new URL('dtv_manage.cgi', server.url), { method: 'POST', headers, auth, agent: false }, (response) => {
-      let text = '';
-      response.on('data', (part) => { text += part; });
-      response.on('close', () => done({ status: response.statusCode, text }));
-    });
-    request.on('error', (error) => done({ status: 0, text: error.message }));
-    request.end(new URLSearchParams(form).toString());
-  });
-}
+const headers = { Authorization: `Basic ${btoa(`admin:${server.credentials.password}`)}` };
 
 async function ask(form) {
-  const { status, text } = await post(form);
+  let said = '';
   try {
-    const answer = JSON.parse(text);
-    if (status === 200 && typeof answer.success === 'boolean') return answer;
-  } catch {
-    // counted below
+    const response = await fetch(`${server.url}dtv_manage.cgi`, { method: 'POST', headers, body: new URLSearchParams(form) });
+    said = `${response.status} ${await response.text()}`;
+    const answer = JSON.parse(said.replace(/^200 /, ''));
+    if (typeof answer.success === 'boolean') return answer;
+  } catch (error) {
+    said ||= error.message;
   }
-  malformed.push(`${status} ${text.slice(0, 80)}`);
+  malformed.push(said.slice(0, 80));
   return { success: false };
 }
 

@@ -69,6 +69,12 @@ need() {
     as_root=(sudo)
   fi
   echo "installing ${missing[*]}" >&2
+  # Debian starts a web server that it installs, now and at every boot. A mask outlives upgrades.
+  local unit=/etc/systemd/system/lighttpd.service
+  if [[ " ${missing[*]} " == *" lighttpd "* && ! -e $unit ]]; then
+    "${as_root[@]}" ln -s /dev/null "$unit" &&
+      echo "masked Debian's lighttpd service, which would serve port 80 on all addresses; to use it: systemctl unmask lighttpd" >&2
+  fi
   local log
   log=$(mktemp)
   if ! { "${as_root[@]}" apt-get update &&

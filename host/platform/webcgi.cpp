@@ -1,19 +1,22 @@
 // Stands in for the CGI framework behind any web server that speaks CGI. What it does not imitate:
-// login sessions of its own (signing in is the web server's affair), file uploads, and any method
-// but a query and a posted form. What it decides by itself:
+// login sessions of its own (the web server signs users in), file uploads, and requests other than
+// a query and a posted form. What it decides by itself:
 // - The constructor answers a request that cannot be decoded with "400 Bad Request" and ends the
 //   process with exit status 1, before anything else runs.
 // - The texts of In() last as long as the object.
-// - The answer leaves in one piece, with its length, as one line of JSON: a cut answer can be told
-//   from a whole one.
-// - A client that is gone ends nothing: SIGPIPE is ignored.
+// - The answer is one line of JSON, written at once and with its length: a client can tell a cut
+//   answer from a whole one.
+// - SIGPIPE is ignored: a client that is gone does not end the process.
 // - The sign-in (HTTP_AUTHORIZATION) is removed from the environment once the request is read.
+// - Inherited descriptors above standard error are marked close-on-exec (from Linux 5.11 on): no
+//   program that this one starts can keep the web server's lock.
 // - Log lines go to standard error as well, where a web server puts them into its error log.
 #include "platform/webcgi.h"
 
 #include <glib.h>
 #include <json/writer.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -30,7 +33,7 @@ namespace {
 
 using Host::Environment;
 
-// Sends one whole answer. The client may be gone: that must not end the process by a signal.
+// Sends one whole answer. Without the handler, a client that is gone would end the process.
 void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
@@ -46,8 +49,8 @@ void Send(const std::string& headers, const std::string& body) {
   std::exit(EXIT_FAILURE);
 }
 
-// The administrator's password is none of a script's business, neither in its own environment nor
-// in what it can read of this process.
+// Keeps the administrator's password from the scripts that this process runs: they get a copy of
+// its environment, and can read the original in /proc.
 void HideSignIn() {
   if (char* sign_in = std::getenv("HTTP_AUTHORIZATION")) {
     explicit_bzero(sign_in, std::strlen(sign_in));
@@ -55,8 +58,8 @@ void HideSignIn() {
   }
 }
 
-// Host and port of a URL, such as "nas.local:8080", with the scheme's own port left out; empty when
-// there is no host.
+// Host and port of a URL, such as "nas.local:8080"; the scheme's own port where the URL has none.
+// Empty when there is no host.
 std::string HostAndPort(const std::string& url) {
   char* text = nullptr;
   int port = -1;
@@ -68,8 +71,8 @@ std::string HostAndPort(const std::string& url) {
   return Host::GCharPtr(g_ascii_strdown(text, -1)).get() + (":" + std::to_string(port));
 }
 
-// A page of another site can have a signed-in browser send requests here; they are told apart by
-// what the browser says of their origin. Clients that are no browsers say nothing.
+// A page of another site can make a signed-in browser send requests here. A browser says where a
+// request comes from; other clients do not.
 bool IsSameOrigin() {
   const std::string site = Environment("HTTP_SEC_FETCH_SITE");
   if (!site.empty()) {
@@ -93,6 +96,7 @@ struct WebCGI::Request {
 
 WebCGI::WebCGI(const char* /*session*/, bool /*check_session*/)
     : request_(std::make_unique<Request>()) {
+  close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   openlog("dtv_manage.cgi", LOG_PERROR | LOG_PID, LOG_USER);
   const std::string reason = Host::ReadForm(request_->form);
   if (!reason.empty()) {

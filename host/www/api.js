@@ -1,7 +1,12 @@
 // Talks to the settings program on the appliance.
 
+const LIMIT = 100_000; // milliseconds; the server gives up after 90 seconds
+
+// Why there is no proper answer, by the name of the error.
+const REASONS = { TimeoutError: 'no_answer', SyntaxError: 'unreadable' };
+
 // A request that did not succeed. `key` says why: the program's own error key, which it has for some
-// refusals only, or this page's where it could not be asked or gave no proper answer.
+// refusals only, or one of this page's.
 export class Failure extends Error {
   constructor(key) {
     super(key ?? 'no reason given');
@@ -10,18 +15,12 @@ export class Failure extends Error {
 }
 
 export async function request(action, parameters = {}) {
-  const response = await send(action, parameters);
+  const body = new URLSearchParams({ action, ...parameters });
+  const fail = ({ name }) => { throw new Failure(REASONS[name] ?? 'unreachable'); };
+  const response = await fetch('/dtv_manage.cgi', { method: 'POST', body, signal: AbortSignal.timeout(LIMIT) }).catch(fail);
   if (response.status === 401 || response.status === 403) throw new Failure('signed_out');
-  const answer = await response.json().catch(() => null);
+  const answer = await response.json().catch(fail);
   if (typeof answer?.success !== 'boolean') throw new Failure('unreadable');
   if (!answer.success) throw new Failure(answer.errinfo?.key);
   return answer.data;
-}
-
-async function send(action, parameters) {
-  try {
-    return await fetch('/dtv_manage.cgi', { method: 'POST', body: new URLSearchParams({ action, ...parameters }) });
-  } catch {
-    throw new Failure('unreachable');
-  }
 }

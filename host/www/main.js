@@ -1,49 +1,40 @@
 // Shows the stored settings in the form and saves what was changed.
 
-import { Failure, request } from './api.js';
+import { request } from './api.js';
 import {
-  applies, destination, differ, duration, effective, formFrom, halfDoneNow, isNews, problemsOf, saveParameters,
+  applies, destination, doubtsAfterSave, doubtsNow, duration, effective, formFrom, merge, outcomeOf, problemsOf,
+  saveParameters,
 } from './settings.js';
-import { errorText, language, text } from './texts.js';
+import { errorText, language, languages, text } from './texts.js';
 
 const element = (id) => document.getElementById(id);
 const inputs = [...document.querySelectorAll('input')];
 
-const URGENT = ['invalid', 'failed', 'stale', 'doubtful'];
+const SLOW = 5_000; // milliseconds, after which the bar says that this can take longer
+const URGENT = ['invalid', 'contested', 'failed', 'doubtful'];
+const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 const NOTHING_STORED = ['signed_out', 'error_privilege_not_enough', 'error_duplicate_path'];
 
 let phase = ''; // what the bar at the end says, by the name of its text
-let stored = null; // the form as the appliance stored it when it was last asked; null while that is not known
+let stored = null; // the form as the appliance stored it when it was last asked; null until the first answer
 let attempt = null; // the form before a save without a clear answer, and what that sent
-let halfDone = history.state ?? []; // parts of the form that failed saves have stored; a reload keeps them
+let theirs = []; // the fields that were changed elsewhere, until the next save or discard
+let doubts = { ...history.state?.dtvDoubts }; // what failed saves have left half done; a reload keeps it
 let overlapping = false; // the folder was refused because of another library
-let stale = false; // somebody else has stored what the form does not show; saving it now reverts that
+const checked = new Set(); // the fields whose problems are shown: those that were left, after Save all
 
-function showTexts() {
-  document.documentElement.lang = language;
-  for (const shown of document.querySelectorAll('[data-text]')) {
-    shown.textContent = text(shown.dataset.text);
-  }
-}
+const isBusy = () => phase === 'loading' || phase === 'saving';
+const editedForm = () => effective(readForm(), stored);
+const unsaved = () => inputs.filter(({ id }) => editedForm()[id] !== stored[id]);
+const hasChanges = () => stored !== null && (attempt !== null || unsaved().length > 0);
 
 function readForm() {
-  const value = (input) => (input.type === 'checkbox' ? input.checked : input.value);
-  return Object.fromEntries(inputs.map((input) => [input.name, value(input)]));
+  return Object.fromEntries(inputs.map((input) => [input.id, input.type === 'checkbox' ? input.checked : input.value]));
 }
 
 function writeForm(form) {
-  for (const input of inputs) {
-    input[input.type === 'checkbox' ? 'checked' : 'value'] = form[input.name];
-  }
+  for (const input of inputs) input[input.type === 'checkbox' ? 'checked' : 'value'] = form[input.id];
   showPasswords(false);
-}
-
-const editedForm = () => effective(readForm(), stored);
-const hasChanges = () => stored !== null && (attempt !== null || differ(editedForm(), stored));
-
-function problems() {
-  const refused = overlapping ? [['share', 'error_duplicate_path']] : [];
-  return new Map([...problemsOf(editedForm(), stored), ...refused]);
 }
 
 function showPasswords(visible) {
@@ -51,132 +42,209 @@ function showPasswords(visible) {
   element('reveal').textContent = text(visible ? 'hide_password' : 'show_password');
 }
 
+function shownProblems() {
+  const refused = overlapping ? [['share', 'error_duplicate_path']] : [];
+  return new Map([...problemsOf(editedForm(), stored), ...refused].filter(([id]) => checked.has(id)));
+}
+
 // Live regions speak whenever their text is set, so it is set only when it differs.
-function setText(id, sentence) {
+function setText(id, ...sentences) {
+  const sentence = sentences.filter(Boolean).join(' ');
   if (element(id).textContent !== sentence) element(id).textContent = sentence;
 }
 
-function say(newPhase, sentence = newPhase && text(newPhase)) {
+function say(newPhase, ...sentences) {
   phase = newPhase;
   element('bar').dataset.phase = phase;
-  setText('status', URGENT.includes(phase) ? '' : sentence);
-  setText('alert', URGENT.includes(phase) ? sentence : '');
+  const isUrgent = URGENT.includes(phase);
+  setText('status', ...(isUrgent ? [] : sentences));
+  setText('alert', ...(isUrgent ? sentences : []));
   refresh();
 }
 
-const sayStale = () => say('stale', `${text('news')} ${text('stale')}`);
-const sayInvalid = () => say('invalid', text('invalid').replace('{count}', problems().size));
+const sayPhase = (name, ...more) => say(name, name && text(name), ...more);
 
-function refresh() {
-  const busy = phase === 'loading' || phase === 'saving';
-  const known = stored !== null;
-  element('fields').hidden = !known;
-  element('retry').hidden = known || busy;
-  element('discard').hidden = !hasChanges();
-  element('discard').disabled = busy;
-  element('discard').textContent = text(stale ? 'show_stored' : 'discard');
-  element('save').hidden = !known;
-  element('save').disabled = busy || !hasChanges();
-  element('save').textContent = text(stale ? 'save_mine' : 'save');
-  if (known) refreshFields(busy);
+// Answers the first field that needs correcting.
+function sayInvalid() {
+  const found = shownProblems();
+  say('invalid', text(found.size === 1 ? 'invalid_one' : 'invalid', found.size));
+  return inputs.find(({ id }) => found.has(id));
 }
 
-function refreshFields(busy) {
+function refresh() {
+  const known = stored !== null;
+  element('fields').hidden = !known;
+  element('fields').disabled = isBusy();
+  element('retry').hidden = known || isBusy();
+  element('discard').hidden = !hasChanges();
+  element('discard').disabled = isBusy();
+  element('save').hidden = !known;
+  element('save').disabled = isBusy() || !(hasChanges() || phase === 'failed');
+  if (known) refreshFields();
+}
+
+function refreshFields() {
   const form = editedForm();
-  const found = phase === 'invalid' ? problems() : new Map();
+  const found = shownProblems();
   for (const input of inputs) {
-    input.disabled = busy || !applies(input.name, form);
-    if (input.type === 'checkbox') continue;
-    input.setAttribute('aria-invalid', found.has(input.name));
-    setText(`${input.name}-problem`, found.has(input.name) ? text(found.get(input.name)) : '');
+    const { id } = input;
+    const isMentioned = doubts[id]?.certain === false;
+    input.disabled = !applies(id, form);
+    input.setAttribute('aria-invalid', found.has(id));
+    element(`${id}-mark`).hidden = form[id] === stored[id];
+    setText(`${id}-remark`, found.has(id) && text(found.get(id)), news(id, form), isMentioned && text(`${id}_mention`));
   }
-  setText('destination', destination(form));
-  for (const name of ['pre_recording', 'post_recording']) setText(`${name}-duration`, duration(form[name]));
-  for (const name of ['share', 'dtv_service']) {
-    const part = halfDone.find((each) => name in each);
-    setText(`${name}-doubt`, part ? text(`${name}_doubt`).replace('{folder}', () => destination(part)) : '');
+  for (const id of ['pre_recording', 'post_recording']) setText(`${id}-unit`, text('seconds'), duration(form[id]));
+  for (const id of ['share', 'dtv_service']) {
+    setText(`${id}-doubt`, doubts[id]?.certain && text(`${id}_doubt`, destination(doubts[id].part)));
   }
-  setText('passwd-hint', stored.account && text('passwd_hint'));
+  const old = destination(stored);
+  const folder = found.has('share') || found.has('subpath') ? '' : destination(form);
+  setText('destination', folder);
+  setText('moving', old && folder && folder !== old && text('moving', old));
+  element('passwd-hint').hidden = !stored.account;
   element('reveal').disabled = element('passwd').disabled;
 }
 
-// Asks what is stored, which also tells what a save without a clear answer has done. Answers
-// whether somebody else has stored something since the last time.
+// What has become of a field elsewhere.
+function news(id, form) {
+  if (!theirs.includes(id)) return '';
+  if (form[id] === stored[id]) return text('changed');
+  const value = typeof stored[id] === 'boolean' ? text(stored[id] ? 'on' : 'off') : stored[id] || text('nothing');
+  return text('changed_to', value);
+}
+
+// Asks what is stored, which also tells what a save without a clear answer has done.
 async function ask() {
-  const data = await request('load');
+  const merged = take(await request('load'));
+  theirs = [...theirs, ...merged.theirs];
+  return merged;
+}
+
+// Takes over what was changed elsewhere. Answers what `merge` answers.
+function take(data) {
   const now = formFrom(data);
-  const news = stored !== null && isNews(now, stored, attempt);
-  stale = stale || news;
-  halfDone = halfDoneNow(halfDone, attempt, now);
-  history.replaceState(halfDone, '');
-  setText('conflict', data.DVB_conflict ? text('conflict') : '');
+  const merged = stored === null ? { taken: now, theirs: [] } : merge(editedForm(), stored, now, attempt);
+  doubts = doubtsNow(doubts, attempt, now);
+  history.replaceState({ ...history.state, dtvDoubts: doubts }, '');
+  setText('conflict', data.DVB_conflict && text('conflict'));
   stored = now;
   attempt = null;
-  return news;
+  writeForm({ ...readForm(), ...merged.taken });
+  return merged;
 }
 
-async function load() {
+function show(form) {
+  stored = form;
+  checked.clear();
+  writeForm(form);
+}
+
+const load = (end) => run('loading', async () => {
   await ask();
   overlapping = false;
-  stale = false;
-  writeForm(stored);
-  say('');
-}
+  theirs = [];
+  show(stored);
+  sayPhase(end);
+});
 
+// Answers the field that needs attention, if one does.
 async function save() {
   overlapping = false;
-  if (problems().size > 0) return sayInvalid();
-  if (await ask()) return hasChanges() ? sayStale() : sayStored();
+  for (const { id } of inputs) checked.add(id);
+  if (shownProblems().size > 0) return sayInvalid();
+  const merged = await ask();
+  theirs = merged.theirs;
+  if (merged.contested) {
+    sayPhase('contested');
+    return unsaved().find(({ id }) => theirs.includes(id));
+  }
   await send(editedForm());
-  stored = null; // until it is known how the appliance took it
-  await load().catch(() => { throw new Failure('saved_unseen'); });
-  sayStored();
-}
-
-function sayStored() {
-  stale = false;
-  say(halfDone.length > 0 ? 'doubtful' : 'saved');
+  return saySaved();
 }
 
 async function send(form) {
-  attempt = { before: stored, sent: form };
+  const tried = { before: stored, sent: form };
+  attempt = tried;
   try {
     await request('save', saveParameters(form, stored));
-    attempt = null;
   } catch (error) {
     if (NOTHING_STORED.includes(error.key)) attempt = null;
-    else await ask().catch(console.error); // without an answer the next save asks again
+    else if (error.key !== 'no_answer') error.outcome = await ask().then(() => outcomeOf(tried, stored), console.error);
     throw error;
   }
+  attempt = null;
+  doubts = doubtsAfterSave(doubts);
+  show({ ...form, passwd: '', password_confirm: '' });
 }
 
+// Loads once more, for what was changed elsewhere between the question and the save.
+async function saySaved() {
+  try {
+    await ask();
+  } catch (error) {
+    console.error(error);
+    return say('doubtful', text('saved'), text('not_loaded'));
+  }
+  return sayPhase(Object.keys(doubts).length > 0 ? 'doubtful' : 'saved', theirs.length > 0 && text('news'));
+}
+
+// Answers the field that the program may have failed at.
 function showFailure(error) {
   console.error(error);
   overlapping = error.key === 'error_duplicate_path';
   if (overlapping) return sayInvalid();
-  const sentence = errorText(error.key, stored === null ? 'load' : 'save');
-  const more = [attempt !== null && 'outcome_unknown', stale && 'news'].filter(Boolean);
-  say('failed', [sentence, ...more.map(text)].join(' '));
+  const outcome = error.outcome ?? (attempt ? 'outcome_unknown' : NOT_DONE[phase]);
+  say('failed', errorText(error.key), text(outcome), theirs.length > 0 && text('news'));
+  return error.key === undefined ? unsaved()[0] ?? element(Object.keys(doubts)[0]) : undefined;
 }
 
-// Locks the form during the work and then gives the focus back, which a locked control loses; where
-// it can't have it any more, the messages get it. Nothing scrolls but to a field that needs attention.
+// Locks the form during the work. A locked control loses the focus, so the messages have it meanwhile, and
+// keep it if the control is off afterwards. The page scrolls only to a field that needs attention.
 async function run(progress, work) {
   const focused = document.activeElement;
-  const known = halfDone;
-  say(progress);
-  await work().catch(showFailure);
-  const doubt = halfDone.find((part) => !known.includes(part));
-  const field = document.querySelector('[aria-invalid=true]') ?? (doubt && element(Object.keys(doubt)[0]));
+  sayPhase(progress);
+  if (focused !== document.body) element('messages').focus({ preventScroll: true });
+  const slow = setTimeout(() => sayPhase(progress, text('slow')), SLOW);
+  const field = await work().catch(showFailure);
+  clearTimeout(slow);
   if (field) {
     field.focus();
-    element(`${field.name}-doubt`)?.scrollIntoView({ block: 'nearest' });
+    element(`${field.id}-doubt`)?.scrollIntoView({ block: 'nearest' });
   } else {
-    (focused.disabled || focused.hidden ? element('messages') : focused).focus({ preventScroll: true });
+    (focused.matches(':disabled, [hidden]') ? element('messages') : focused).focus({ preventScroll: true });
   }
 }
 
-const runLoad = () => run('loading', load);
+// A tab that comes back to the front shows what is stored now, unless it has changes to lose.
+async function follow() {
+  const shown = stored;
+  const isIdle = () => shown !== null && stored === shown && !document.hidden && !isBusy() && !hasChanges();
+  if (!isIdle()) return;
+  const data = await request('load');
+  if (isIdle()) take(data);
+  refresh();
+}
+
+// Shows the problems of fields that were left. Their sentences move what is below, so a click that leaves a
+// field comes first.
+function check() {
+  if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0) sayInvalid();
+}
+
+// Gives an input its title with a mark, its hint, and a place for remarks.
+function equip(input) {
+  const { id } = input;
+  const part = (kind, className, textContent) =>
+    Object.assign(document.createElement(kind), { id: `${id}-${className}`, className, textContent });
+  const title = part('b', 'title', `${text(id)} `);
+  title.append(part('mark', 'mark', text('mark')));
+  input.before(title);
+  input.parentElement.append(part('small', 'hint', languages[language][`${id}_hint`] ?? ''), part('small', 'remark', ''));
+  input.setAttribute('aria-labelledby', title.id);
+  const describing = ['unit', 'hint', 'remark', 'doubt'].map((name) => `${id}-${name}`).filter(element);
+  input.setAttribute('aria-describedby', describing.join(' '));
+}
 
 element('settings').addEventListener('submit', (event) => {
   event.preventDefault();
@@ -184,22 +252,28 @@ element('settings').addEventListener('submit', (event) => {
 });
 
 element('settings').addEventListener('input', ({ target }) => {
-  if (['share', 'subpath'].includes(target.name)) overlapping = false;
-  if (!hasChanges()) stale = false;
-  if (phase === 'invalid' && problems().size > 0) sayInvalid();
-  else if (!hasChanges()) say('');
-  else if (stale) sayStale();
-  else say('unsaved');
+  if (['share', 'subpath'].includes(target.id)) overlapping = false;
+  if (shownProblems().size > 0) sayInvalid();
+  else sayPhase(hasChanges() ? 'unsaved' : '');
 });
 
-element('retry').addEventListener('click', runLoad);
-element('discard').addEventListener('click', runLoad);
+element('settings').addEventListener('focusout', ({ target }) => {
+  checked.add(target.id);
+  check();
+});
+
+element('retry').addEventListener('click', () => load('loaded'));
+element('discard').addEventListener('click', () => load('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
 
+addEventListener('click', check);
+document.addEventListener('visibilitychange', () => follow().catch(console.error));
 addEventListener('beforeunload', (event) => {
   if (hasChanges()) event.preventDefault();
 });
 
-showTexts();
+document.documentElement.lang = language;
+for (const shown of document.querySelectorAll('[data-text]')) shown.textContent = text(shown.dataset.text);
+inputs.forEach(equip);
 element('settings').hidden = false;
-runLoad();
+load('');

@@ -2,9 +2,8 @@
 // the names that the program uses when it saves. Only the DTV service is turned round: the program
 // asks whether it is switched off, the form whether it runs.
 
-// Stand for the stored password, which never leaves the appliance.
-const PASSWORD_PLACEHOLDER = '24681357';
-const CONFIRM_PLACEHOLDER = '75318642';
+// What the program takes for "keep the stored password".
+const RESERVED_PASSWORDS = ['24681357', '75318642'];
 
 // A field applies only while the choice or text it belongs to is set.
 const BELONGS_TO = {
@@ -18,9 +17,10 @@ const BELONGS_TO = {
 const isEmpty = (text) => text === '';
 const isDots = (name) => name === '.' || name === '..';
 const hasControlCharacter = (text) => /\p{Cc}/u.test(text);
+const isWhole = (text) => /^-?\d+$/.test(text);
 
 const NUMBER_MISTAKES = {
-  number_not_whole: (text) => !/^-?\d+$/.test(text),
+  number_not_whole: (text) => !isWhole(text),
   number_too_large: (text) => Number(text) >= 2 ** 31,
 };
 const TIME_MISTAKES = { ...NUMBER_MISTAKES, time_negative: (text) => Number(text) < 0 };
@@ -43,17 +43,19 @@ const MISTAKES = {
   pre_recording: TIME_MISTAKES,
   post_recording: TIME_MISTAKES,
   account: { account_cleared: isEmpty },
-  passwd: { password_reserved: (text) => [PASSWORD_PLACEHOLDER, CONFIRM_PLACEHOLDER].includes(text) },
+  passwd: { password_reserved: (text) => RESERVED_PASSWORDS.includes(text) },
   streaming_limit: LIMIT_MISTAKES,
 };
 
-// The program's steps in their order, each with what it stores and a load shows.
+// The program's steps in their order, each with the units that it stores. The fields of a unit mean
+// something only together, so a merge takes all of them from one side.
 const STEPS = [
-  ['share', 'subpath'],
-  ['closestreaming', 'pre_recording', 'post_recording'],
-  ['enableauth', 'account', 'enable_viewer_limit', 'streaming_limit'],
-  ['dtv_service'],
+  [['share', 'subpath']],
+  [['closestreaming'], ['pre_recording'], ['post_recording']],
+  [['enableauth', 'account'], ['passwd', 'password_confirm'], ['enable_viewer_limit'], ['streaming_limit']],
+  [['dtv_service']],
 ];
+const UNITS = STEPS.flat();
 
 export function formFrom(data) {
   return {
@@ -76,8 +78,7 @@ function splitDestination(destination) {
   return { share, subpath: subpath ?? '' };
 }
 
-// An input drops line breaks, so they are dropped here too: otherwise the field
-// would seem edited as soon as it is shown.
+// An input drops line breaks. They are dropped here too: otherwise the field would seem edited at once.
 function oneLine(value) {
   if (value === undefined || value === null) return '';
   const text = typeof value === 'string' ? value : JSON.stringify(value);
@@ -89,32 +90,35 @@ export function destination({ share, subpath }) {
   return subpath ? `/${share}/${subpath}` : `/${share}`;
 }
 
-// 5430 is "1 h 30 min 30 s". Nothing for what is no whole number of seconds, or too large.
+// 5430 is "= 1 h 30 min 30 s". Nothing for what is no whole number of seconds, or too large.
 export function duration(text) {
-  if (!/^\d+$/.test(text)) return '';
-  const seconds = Number(text);
+  const seconds = /^\d+$/.test(text) ? Number(text) : 0;
   if (seconds >= 2 ** 31) return '';
   const parts = [[Math.floor(seconds / 3600), 'h'], [Math.floor(seconds / 60) % 60, 'min'], [seconds % 60, 's']];
-  return parts.filter(([amount]) => amount > 0).map(([amount, unit]) => `${amount} ${unit}`).join(' ');
+  const words = parts.filter(([amount]) => amount > 0).map(([amount, unit]) => `${amount}\u00a0${unit}`);
+  return words.length > 0 ? `=\u00a0${words.join('\u00a0')}` : '';
 }
 
 export function applies(name, form) {
   return !Object.hasOwn(BELONGS_TO, name) || Boolean(form[BELONGS_TO[name]]);
 }
 
-// The form as it would be saved: no blanks around a newly typed folder, and what was typed into a
-// field that no longer applies takes no effect.
+// The form as it would be saved. What was typed into a field that does not apply has no effect.
 export function effective(typed, stored) {
-  const form = { ...typed };
-  for (const name of ['share', 'subpath']) {
-    if (form[name] !== stored[name]) form[name] = form[name].trim();
-  }
-  const names = Object.keys(form);
+  const names = Object.keys(typed);
+  const form = Object.fromEntries(names.map((name) => [name, tidy(name, typed[name], stored[name])]));
   return Object.fromEntries(names.map((name) => [name, (applies(name, form) ? form : stored)[name]]));
 }
 
-export function differ(form, stored) {
-  return Object.keys(form).some((name) => form[name] !== stored[name]);
+// New text without blanks around it, and numbers in the form that a load shows them in.
+function tidy(name, value, stored) {
+  if (value === stored || typeof value === 'boolean' || ['passwd', 'password_confirm'].includes(name)) return value;
+  const text = value.trim();
+  return 'number_not_whole' in MISTAKES[name] && isWhole(text) ? String(BigInt(text)) : text;
+}
+
+function differ(form, other, names = Object.keys(form)) {
+  return names.some((name) => form[name] !== other[name]);
 }
 
 // Answers [field, name of the problem's sentence] for every field that can't be saved. What is stored
@@ -131,9 +135,8 @@ export function problemsOf(form, stored) {
   return problems.filter(([, problem]) => problem !== undefined);
 }
 
-// Always all parameters: the program takes one that is missing for a change.
-// Nothing is sent for an untouched destination or account, which keeps them
-// exactly as stored even where the form can't show them faithfully.
+// Always all parameters: the program takes one that is missing for a change. Nothing is sent for an
+// untouched destination or account: they stay as stored even where the form can't show them faithfully.
 export function saveParameters(form, stored) {
   const moved = destination(form) !== destination(stored);
   return {
@@ -144,34 +147,64 @@ export function saveParameters(form, stored) {
     post_recording: form.post_recording,
     enableauth: form.enableauth,
     account: form.account === stored.account ? '' : form.account,
-    passwd: form.passwd || PASSWORD_PLACEHOLDER,
-    password_confirm: form.password_confirm || CONFIRM_PLACEHOLDER,
+    passwd: form.passwd,
+    password_confirm: form.password_confirm,
     enable_viewer_limit: form.enable_viewer_limit,
     streaming_limit: form.streaming_limit,
     disable_dtv: form.dtv_service ? 'no' : 'yes',
   };
 }
 
-// Whether somebody else has stored something: what neither this page has shown nor `attempt`, a save
-// of its own without an answer, has sent.
-export function isNews(now, shown, attempt) {
-  return Object.keys(now).some((name) => now[name] !== shown[name] && now[name] !== attempt?.sent[name]);
+// Merges what is stored `now` into the form as `typed`, where `shown` was stored before. A unit that was
+// touched keeps what was typed, any other one takes what is stored now. What `attempt`, a save of this
+// page without a clear answer, has sent was touched, and is nobody else's change. Answers
+//   taken      the fields that take what is stored now
+//   theirs     the names of the fields that somebody else has changed
+//   contested  whether what was typed is in the way of such a change, or the change makes it void
+export function merge(typed, shown, now, attempt) {
+  const sent = attempt?.sent ?? shown;
+  const isTouched = (unit) => differ(typed, shown, unit) || differ(sent, shown, unit);
+  const isTheirs = (unit) => differ(now, shown, unit) && differ(now, sent, unit);
+  const taken = pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now);
+  const form = { ...typed, ...taken };
+  const isVoid = (unit) => differ(typed, shown, unit) && differ(form, effective(form, now), unit);
+  return {
+    taken,
+    theirs: UNITS.filter(isTheirs).flat().filter((name) => now[name] !== shown[name]),
+    contested: UNITS.some((unit) => isTouched(unit) && (isVoid(unit) || (isTheirs(unit) && differ(typed, now, unit)))),
+  };
 }
 
-// What is stored now but may be without effect, as parts of the form: what was so already (`known`),
-// and what `attempt`, a save that failed, has left so.
-export function halfDoneNow(known, attempt, now) {
-  return [...known, ...leftBy(attempt, now)].filter((part) => !differ(part, now));
+// What a load after a failed save tells of it, as the name of its sentence. A load shows no password;
+// that was not stored if another setting of its step or of a step before was not.
+export function outcomeOf({ before, sent }, now) {
+  const changed = Object.keys(sent).filter((name) => sent[name] !== before[name] && !/^passw/.test(name));
+  const missing = changed.filter((name) => sent[name] !== now[name]);
+  if (sent.passwd && missing.every((name) => name === 'dtv_service')) return 'password_unknown';
+  if (missing.length === 0) return doubtFrom({ before, sent }, now) ? 'doubtful' : 'all_stored';
+  return missing.length === changed.length ? 'nothing_saved' : 'partly_saved';
+}
+
+// The settings that failed saves may have stored without effect, by the name of their first field:
+// the ones known before that are stored still, and what `attempt`, if there is one, has left.
+export function doubtsNow(known, attempt, now) {
+  const all = { ...known, ...(attempt && doubtFrom(attempt, now)) };
+  return Object.fromEntries(Object.entries(all).filter(([, { part }]) => !differ(part, now)));
 }
 
 // The first step that fails ends a save. So of the steps that had something to change only the last
-// one stored can have failed after it stored, and only two steps do more than to store. Whether a new
-// password was what failed instead no load can show.
-function leftBy(attempt, now) {
-  if (attempt === null) return [];
-  const changed = STEPS.map((names) => pick(names, attempt.sent)).filter((part) => differ(part, attempt.before));
-  const last = changed.filter((part) => !differ(part, now)).slice(-1);
-  return last.filter((part) => 'share' in part || 'dtv_service' in part);
+// one stored can have failed after it stored, and only two steps do more than to store. It is certain
+// that it failed where nothing was left that a later step could have failed to store.
+function doubtFrom({ before, sent }, now) {
+  const changed = STEPS.map((units) => units.flat()).filter((names) => differ(sent, before, names));
+  const last = changed.findLast((names) => !differ(sent, now, names)) ?? [];
+  if (!['share', 'dtv_service'].includes(last[0])) return null;
+  return { [last[0]]: { part: pick(last, sent), certain: last[0] === 'dtv_service' || !differ(sent, now) } };
+}
+
+// A save that succeeds after one that failed ends what was not certain.
+export function doubtsAfterSave(doubts) {
+  return Object.fromEntries(Object.entries(doubts).filter(([, { certain }]) => certain));
 }
 
 function pick(names, form) {

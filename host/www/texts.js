@@ -1,22 +1,26 @@
-// Everything the page says. `errors` are sentences about a request, under the program's own error keys
-// where it has one; `problems` of a field and what the bar says in each phase stand with the rest.
+// Everything the page says; {} is a gap. `errors` say why a request failed, by the program's own error key
+// where it has one.
 
 export const languages = {
   en: {
     title: 'Digital TV',
     intro: 'Recording and streaming on this appliance',
+    service: 'Service',
+    dtv_service: 'Digital TV (DTV) service',
+    dtv_service_hint: 'Switching it off stops live TV, streaming and recordings.',
     folder: 'Recording folder',
     share: 'Shared folder',
-    share_hint: 'The share that recordings are stored on.',
-    subpath: 'Sub-path',
-    subpath_hint: 'A folder on that share. Leave empty for the share itself.',
+    share_hint: 'The share that holds the recordings.',
+    subpath: 'Folder in it (optional)',
+    subpath_hint: 'Leave empty to record into the shared folder itself.',
     destination: 'Resulting path:',
+    moving: 'Saving removes {} from the media index. The recordings in it stay where they are.',
     recording: 'Recording',
     closestreaming: 'Stop streaming while recording',
     closestreaming_hint: 'Recordings get the tuner to themselves.',
-    pre_recording: 'Lead time',
+    pre_recording: 'Start early',
     pre_recording_hint: 'How long before a programme its recording starts.',
-    post_recording: 'Trail time',
+    post_recording: 'End late',
     post_recording_hint: 'How long after a programme its recording ends.',
     seconds: 'seconds',
     streaming: 'Streaming access',
@@ -29,30 +33,42 @@ export const languages = {
     show_password: 'Show password',
     hide_password: 'Hide password',
     enable_viewer_limit: 'Limit viewers',
-    enable_viewer_limit_hint: 'Only so many can watch at the same time.',
+    enable_viewer_limit_hint: 'Limits how many can watch at the same time.',
     streaming_limit: 'Maximum viewers',
-    service: 'Service',
-    dtv_service: 'DTV service',
-    dtv_service_hint: 'Switching it off stops live TV, streaming and recordings.',
-    conflict: 'A tuner conflict exists: another program on this appliance uses the same tuner.',
+    conflict: 'A tuner conflict exists: another program on this appliance uses the same tuner. Stop that program, or have it use another tuner.',
 
     save: 'Save',
     discard: 'Discard',
-    save_mine: 'Save mine all the same',
-    show_stored: 'Show the stored settings',
     retry: 'Retry',
     loading: 'Loading…',
+    slow: 'This can take a minute.',
+    loaded: 'Settings loaded.',
+    discarded: 'Changes discarded.',
     unsaved: 'Unsaved changes',
-    invalid: 'Fields to correct: {count}',
+    invalid: '{} fields need correcting',
+    invalid_one: '1 field needs correcting',
+    contested: 'Not saved yet: these settings were changed elsewhere, too. Check the marked fields, then save.',
     saving: 'Saving…',
     saved: 'Settings saved.',
-    doubtful: 'Saved, but a setting may still be without effect: see the notice beside it.',
-    news: 'The stored settings have changed since this page showed them.',
-    stale: 'Your changes were not sent.',
-    outcome_unknown: 'It is not known what was saved; Save finds out first.',
+    doubtful: 'Saved, but the setting with a notice may have no effect.',
+    news: 'What was changed elsewhere is marked.',
+
+    not_loaded: 'The stored settings could not be loaded.',
+    nothing_saved: 'Nothing was saved.',
+    partly_saved: 'The settings marked “unsaved” are not stored.',
+    password_unknown: 'It is not known whether the new password was saved.',
+    all_stored: 'Your changes are stored. Perhaps the switch of the DTV service cannot be read or stored.',
+    outcome_unknown: 'It is not known what was saved. Try to save again.',
+
+    mark: 'unsaved',
+    changed: 'Changed elsewhere.',
+    changed_to: 'Changed elsewhere. Stored now: {}',
+    on: 'on',
+    off: 'off',
+    nothing: 'nothing',
 
     share_cleared: 'The recording folder can be changed but not removed. Enter a shared folder.',
-    share_slash: 'The name of a shared folder has no slash. Folders inside it belong in the sub-path.',
+    share_slash: 'The name of a shared folder has no slash. Folders inside it belong in “Folder in it”.',
     subpath_slash: 'Leave out the slash at the beginning and at the end.',
     subpath_gap: 'Leave out one of two slashes in a row.',
     folder_dots: 'A folder can’t be named “.” or “..”.',
@@ -67,14 +83,14 @@ export const languages = {
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
     error_duplicate_path: 'Another library already uses this folder, one in it or one around it. Choose a different one.',
-    share_doubt: 'The appliance has stored the folder {folder} but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
+    share_mention: 'This folder is stored. If the shared folder does not exist, the appliance could not set it up.',
+    share_doubt: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
     dtv_service_doubt: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
 
     errors: {
-      load: 'The settings could not be loaded.',
-      save: 'Not all settings could be saved and put into effect.',
-      saved_unseen: 'Settings saved, but they could not be loaded again.',
-      unreachable: 'The connection to the appliance was lost.',
+      unknown: 'The appliance reported an error.',
+      unreachable: 'The appliance can’t be reached.',
+      no_answer: 'The appliance has not answered.',
       unreadable: 'The appliance gave no proper answer.',
       signed_out: 'The appliance did not accept your sign-in.',
       error_privilege_not_enough: 'Only an administrator can see and change these settings.',
@@ -83,18 +99,22 @@ export const languages = {
   de: {
     title: 'Digitales Fernsehen',
     intro: 'Aufnahme und Streaming auf diesem Gerät',
+    service: 'Dienst',
+    dtv_service: 'Dienst für digitales Fernsehen (DTV)',
+    dtv_service_hint: 'Abschalten beendet Live-TV, Streaming und Aufnahmen.',
     folder: 'Aufnahmeordner',
     share: 'Freigegebener Ordner',
-    share_hint: 'Die Freigabe, auf der Aufnahmen gespeichert werden.',
-    subpath: 'Unterordner',
-    subpath_hint: 'Ein Ordner dieser Freigabe. Leer steht für die Freigabe selbst.',
+    share_hint: 'Die Freigabe mit den Aufnahmen.',
+    subpath: 'Ordner darin (optional)',
+    subpath_hint: 'Leer lassen, um in den freigegebenen Ordner selbst aufzunehmen.',
     destination: 'Ergibt den Pfad:',
+    moving: 'Speichern nimmt {} aus dem Medienindex. Die Aufnahmen darin bleiben, wo sie sind.',
     recording: 'Aufnahme',
     closestreaming: 'Streaming während der Aufnahme beenden',
     closestreaming_hint: 'Aufnahmen haben den Tuner dann für sich allein.',
-    pre_recording: 'Vorlaufzeit',
+    pre_recording: 'Früher beginnen',
     pre_recording_hint: 'Wie lange vor einer Sendung die Aufnahme beginnt.',
-    post_recording: 'Nachlaufzeit',
+    post_recording: 'Später enden',
     post_recording_hint: 'Wie lange nach einer Sendung die Aufnahme endet.',
     seconds: 'Sekunden',
     streaming: 'Zugang zum Streaming',
@@ -107,30 +127,42 @@ export const languages = {
     show_password: 'Passwort zeigen',
     hide_password: 'Passwort verbergen',
     enable_viewer_limit: 'Zuschauer begrenzen',
-    enable_viewer_limit_hint: 'Nur so viele können gleichzeitig zusehen.',
+    enable_viewer_limit_hint: 'Begrenzt, wie viele gleichzeitig zusehen können.',
     streaming_limit: 'Höchstzahl der Zuschauer',
-    service: 'Dienst',
-    dtv_service: 'DTV-Dienst',
-    dtv_service_hint: 'Abschalten beendet Live-TV, Streaming und Aufnahmen.',
-    conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner.',
+    conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
 
     save: 'Speichern',
     discard: 'Verwerfen',
-    save_mine: 'Meine trotzdem speichern',
-    show_stored: 'Gespeicherte zeigen',
     retry: 'Erneut versuchen',
     loading: 'Wird geladen …',
+    slow: 'Das kann eine Minute dauern.',
+    loaded: 'Einstellungen geladen.',
+    discarded: 'Änderungen verworfen.',
     unsaved: 'Nicht gespeicherte Änderungen',
-    invalid: 'Felder zu berichtigen: {count}',
+    invalid: '{} Felder sind zu berichtigen',
+    invalid_one: '1 Feld ist zu berichtigen',
+    contested: 'Noch nicht gespeichert: Das wurde auch anderswo geändert. Prüfen Sie die markierten Felder, dann speichern Sie.',
     saving: 'Wird gespeichert …',
     saved: 'Einstellungen gespeichert.',
-    doubtful: 'Gespeichert, aber eine Einstellung ist vielleicht noch ohne Wirkung: siehe den Hinweis bei ihr.',
-    news: 'Die gespeicherten Einstellungen haben sich geändert, seit diese Seite sie gezeigt hat.',
-    stale: 'Ihre Änderungen wurden nicht gesendet.',
-    outcome_unknown: 'Was gespeichert wurde, ist nicht bekannt; Speichern stellt es zuerst fest.',
+    doubtful: 'Gespeichert, aber die Einstellung mit einem Hinweis ist vielleicht ohne Wirkung.',
+    news: 'Was anderswo geändert wurde, ist markiert.',
+
+    not_loaded: 'Die gespeicherten Einstellungen konnten nicht geladen werden.',
+    nothing_saved: 'Es wurde nichts gespeichert.',
+    partly_saved: 'Was als „ungesichert“ markiert ist, wurde nicht gespeichert.',
+    password_unknown: 'Ob das neue Passwort gespeichert wurde, ist nicht bekannt.',
+    all_stored: 'Ihre Änderungen sind gespeichert. Vielleicht lässt sich der Schalter des DTV-Dienstes nicht lesen oder speichern.',
+    outcome_unknown: 'Was gespeichert wurde, ist nicht bekannt. Versuchen Sie, noch einmal zu speichern.',
+
+    mark: 'ungesichert',
+    changed: 'Anderswo geändert.',
+    changed_to: 'Anderswo geändert. Jetzt gespeichert: {}',
+    on: 'ein',
+    off: 'aus',
+    nothing: 'nichts',
 
     share_cleared: 'Der Aufnahmeordner lässt sich ändern, aber nicht entfernen. Geben Sie einen freigegebenen Ordner ein.',
-    share_slash: 'Der Name eines freigegebenen Ordners enthält keinen Schrägstrich. Ordner darin gehören in den Unterordner.',
+    share_slash: 'Der Name eines freigegebenen Ordners enthält keinen Schrägstrich. Ordner darin gehören in das Feld „Ordner darin“.',
     subpath_slash: 'Lassen Sie den Schrägstrich am Anfang und am Ende weg.',
     subpath_gap: 'Lassen Sie von zwei Schrägstrichen hintereinander einen weg.',
     folder_dots: 'Ein Ordner kann nicht „.“ oder „..“ heißen.',
@@ -145,14 +177,14 @@ export const languages = {
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
     error_duplicate_path: 'Eine andere Bibliothek benutzt bereits diesen Ordner, einen darin oder einen um ihn herum. Wählen Sie einen anderen.',
-    share_doubt: 'Das Gerät hat den Ordner {folder} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
+    share_mention: 'Dieser Ordner ist gespeichert. Gibt es den freigegebenen Ordner nicht, konnte das Gerät ihn nicht einrichten.',
+    share_doubt: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
     dtv_service_doubt: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
 
     errors: {
-      load: 'Die Einstellungen konnten nicht geladen werden.',
-      save: 'Nicht alle Einstellungen konnten gespeichert und wirksam werden.',
-      saved_unseen: 'Die Einstellungen sind gespeichert, konnten aber nicht wieder geladen werden.',
-      unreachable: 'Die Verbindung zum Gerät ist abgebrochen.',
+      unknown: 'Das Gerät hat einen Fehler gemeldet.',
+      unreachable: 'Das Gerät ist nicht erreichbar.',
+      no_answer: 'Das Gerät hat nicht geantwortet.',
       unreadable: 'Das Gerät hat keine brauchbare Antwort gegeben.',
       signed_out: 'Das Gerät hat Ihre Anmeldung nicht angenommen.',
       error_privilege_not_enough: 'Nur Administratoren können diese Einstellungen sehen und ändern.',
@@ -165,14 +197,14 @@ const wanted = navigator.languages.map((tag) => tag.toLowerCase().split('-')[0])
 export const language = wanted.find((name) => Object.hasOwn(languages, name)) ?? 'en';
 const texts = languages[language];
 
-// The text of that name. One that is missing is an error of the page's, but none to stop it.
-export function text(name) {
+// The text of that name, with `value` in its gap. A missing one is reported, but does not stop the page.
+export function text(name, value = '') {
   if (!Object.hasOwn(texts, name)) reportError(new Error(`there is no text "${name}"`));
-  return texts[name] ?? name;
+  return (texts[name] ?? name).replace('{}', () => value);
 }
 
-// The sentence for an error key, or the general one of the action that failed.
-export function errorText(key, action) {
+// The sentence for an error key, or the general one where there is none.
+export function errorText(key) {
   const { errors } = texts;
-  return Object.hasOwn(errors, key) ? errors[key] : errors[action];
+  return Object.hasOwn(errors, key) ? errors[key] : errors.unknown;
 }

@@ -34,7 +34,7 @@ export async function startServer() {
     url: `http://127.0.0.1:${port}/`,
     credentials: { username: 'admin', password },
     stop: async () => child.kill() && once(child, 'exit'),
-    startAgain: async () => { ({ child } = await launch('--port', port)); },
+    startAgain: async () => { if ((child.exitCode ?? child.signalCode) !== null) ({ child } = await launch('--port', port)); },
   };
 }
 
@@ -45,7 +45,7 @@ export function readSettings(name) {
 
 export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
 
-// Stores a whole state, usual but for the files that are given.
+// Stores the usual state, with the given files in place of its own.
 export function store({ tunerConflict = false, ...files } = {}) {
   const usual = {
     'folder.conf': [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
@@ -60,13 +60,13 @@ export function store({ tunerConflict = false, ...files } = {}) {
 
 export const indexTool = 'usr/tesk/bin/teskindex';
 
-// Makes a program that a save runs wait, ten seconds at most, until it is released: the save then
-// takes as long as a test needs.
+// Makes a program that a save runs wait until it is released, or until this process is gone.
 export function hold(program) {
   const script = inRoot(program);
   const held = inRoot('var/run/held');
   renameSync(script, `${script}.original`);
-  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\nfor i in $(seq 100); do [ -e '${held}' ] && sleep 0.1; done\n`, { mode: 0o755 });
+  const wait = `while [ -e '${held}' ] && kill -0 ${process.pid}; do sleep 0.1; done`;
+  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
     release() {

@@ -1,11 +1,11 @@
-// The program behind the real web server, as a page and as others would speak to it.
+// Speaks to the program through the real web server, as the page does and as other clients do.
 
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { appendFileSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
 import { request } from 'node:http';
-import { join } from 'node:path';
+import { basename, dirname, join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
@@ -13,6 +13,7 @@ import { hold, indexTool, readSettings, startServer } from '../page/server.mjs';
 
 const buildFolder = process.env.BUILD_DIR;
 const root = join(buildFolder, 'root');
+const program = join(buildFolder, 'dtv_manage.cgi');
 let server;
 
 before(async () => { server = await startServer(); });
@@ -27,7 +28,7 @@ function send({ method = 'POST', path = '/dtv_manage.cgi', user = 'admin', passw
     const call = request(new URL(server.url), { method, path, auth, headers: { ...type, ...headers }, signal }, async (answer) => {
       resolve({ status: answer.statusCode, headers: answer.headers, text: Buffer.concat(await answer.toArray()).toString() });
     });
-    call.on('error', reject).end(body);
+    call.on('error', reject).on('upgrade', resolve).end(body);
   });
 }
 
@@ -35,9 +36,12 @@ async function perform(action, parameters = {}) {
   return JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
 }
 
+// The process, as its folder in /proc, whose command line is the program, after such a start.
+const processOf = (start) => dirname(execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' }).trim());
+
 const readLog = (name) => readFileSync(join(root, 'var/log', name), 'utf8');
 
-// Changes with everything that a save may touch.
+// Changes whenever a save has written or run something.
 const traces = () => ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) => readdirSync(join(root, folder)).map((name) => {
   const { ino, mtimeNs } = statSync(join(root, folder, name), { bigint: true });
   return `${name} ${ino} ${mtimeNs}`;
@@ -64,7 +68,7 @@ test('a chain of requests stores, shows, repeats and refuses', async () => {
   assert.deepEqual([data.dtv_destination, data.pre_recording, data.disable_dtv], ['/tv/rec', 60, true]);
 });
 
-test('who may not, and what is not there, is refused', async (t) => {
+test('what is refused, and the headers of every answer', async (t) => {
   const hash = execFileSync('openssl', ['passwd', '-6', 'guest-word'], { encoding: 'utf8' });
   appendFileSync(join(buildFolder, 'server/htpasswd'), `alice:${hash}`);
   const link = new URL('../../host/www/linked.html', import.meta.url);
@@ -72,13 +76,13 @@ test('who may not, and what is not there, is refused', async (t) => {
   t.after(() => rmSync(link));
   const body = 'action=save&disable_dtv=yes';
   await server.stop();
-  await server.startAgain(); // a start that has no password to sign in with makes an account for itself
-  assert.doesNotMatch(readFileSync(join(buildFolder, 'server/htpasswd'), 'utf8'), /startup-check/);
+  await server.startAgain(); // the accounts stay
   const states = traces();
   const get = { method: 'GET' };
   const table = [
     ['a wrong password', { password: 'wrong', body }, 401],
     ['the page without a password', { ...get, user: null, path: '/' }, 401],
+    ['localhost', { ...get, user: null, path: '/?a=b', headers: { Host: 'LOCALHOST:80' } }, 307, ['location', `${server.url}?a=b`]],
     ['another host name', { headers: { Host: 'evil.example' }, body }, 403],
     ['a host name that begins like ours', { headers: { Host: 'localhost.evil.example' }, body }, 403],
     ['the program to read', { ...get, path: '/dtv_manage.cgi?action=load' }, 403],
@@ -88,15 +92,18 @@ test('who may not, and what is not there, is refused', async (t) => {
     ['another content type', { headers: { 'Content-Type': 'application/json' }, body: '{}' }, 400],
     ['an escaped way out', { ...get, path: '/%2e%2e/serve' }, 404],
     ['a symbolic link', { ...get, path: '/linked.html' }, 403],
-    ['the page', { ...get, path: '/' }, 200],
+    ['HTTP/2', { ...get, path: '/', headers: { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' } }, 200],
+    ['the page', { ...get, path: '/' }, 200, ['clear-site-data', '"storage"']],
+    ['a file of the page', { ...get, path: '/main.js' }, 200, ['clear-site-data', undefined]],
   ];
-  for (const [name, call, status] of table) {
+  for (const [name, call, status, [header, value] = []] of table) {
     const answer = await send(call);
     assert.equal(answer.status, status, name);
-    if (status === 413) continue; // the server has not come to its headers
+    if (status === 413) continue; // the server sends it without these headers
     assert.match(answer.headers['content-security-policy'], /^default-src 'none';.*frame-ancestors 'none'$/, name);
-    const others = ['x-content-type-options', 'referrer-policy', 'cache-control'].map((header) => answer.headers[header]);
-    assert.deepEqual(others, ['nosniff', 'no-referrer', 'no-store'], name);
+    const others = ['x-content-type-options', 'referrer-policy', 'cache-control', 'cross-origin-resource-policy'].map((header) => answer.headers[header]);
+    assert.deepEqual(others, ['nosniff', 'no-referrer', 'no-store', 'same-origin'], name);
+    assert.equal(answer.headers[header], value, name);
   }
   for (const call of [{ user: 'alice', password: 'guest-word' }, { headers: { Origin: 'http://evil.example' } }]) {
     assert.equal(JSON.parse((await send({ ...call, body })).text).errinfo.key, 'error_privilege_not_enough');
@@ -115,10 +122,24 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   const second = perform('save', { share: 'music', subpath: 'second', post_recording: 99 });
   await pause(500);
   assert.equal(readSettings('folder.conf').at(-1).path, '/photo/first');
+  assert.doesNotMatch(readFileSync(join(processOf('flock.*'), 'environ'), 'utf8'), /AUTHORIZATION/);
   held.release();
   assert.deepEqual(await second, { success: true });
   const { data } = await perform('load');
   assert.deepEqual([data.dtv_destination, data.post_recording, data.disable_dtv], ['/music/second', 99, false]);
+});
+
+test('a tool that outlives its program keeps no request waiting', async (t) => {
+  const held = hold(indexTool);
+  t.after(held.release);
+  const save = send({ body: 'action=save&share=photo&subpath=third' });
+  while (!held.isHeld()) await pause(50);
+  const running = processOf('');
+  assert.match(readFileSync(join(running, 'limits'), 'utf8'), /core file size +0 +0 /);
+  process.kill(basename(running));
+  assert.equal((await save).status, 500);
+  const load = await send({ body: 'action=load', signal: AbortSignal.timeout(5000) }); // the tool takes longer
+  assert.match(load.text, /"dtv_destination":"\/photo\/third"/);
 });
 
 test('a request that waits too long is answered with an error', async () => {

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Starts or stops the DTV service, which here is no more than a word in var/run/teskdtv.state.
+# Starts or stops the DTV service: here it only writes a word to var/run/teskdtv.state.
 root=${0%/var/packages/*}
 echo "teskdtv.sh $*" >> "$root/var/log/teskdtv.log"
 case $1 in
