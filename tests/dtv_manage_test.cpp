@@ -1,4 +1,4 @@
-// What holds for any text and any file of load and save.
+// What load and save do with any action, any text and any content of a file.
 #include <glib.h>
 
 #include "host/platform/glib_ptr.h"

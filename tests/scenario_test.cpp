@@ -9,7 +9,7 @@
 
 namespace Harness {
 
-// A path below the root, or the name of a settings file.
+// The path of a file that a scenario names: by its path on the appliance, or as a settings file.
 std::string Path(const std::string& name) {
   return kRoot + (name[0] == '/' ? name : "/var/packages/Cinquill/etc/" + name);
 }
@@ -80,6 +80,7 @@ std::string Step(const std::string& line, Variables& variables) {
 // the steps, and below each step, indented, what has to come of it.
 void Play(const std::string& file) {
   const std::string text = ReadFile(TEXTS "scenarios/" + file);
+  EXPECT_NE(text, "") << file;
   for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
     end = std::min(text.find("\n\n", begin), text.size() - 1) + 1;
     const std::string expected = text.substr(begin, end - begin);

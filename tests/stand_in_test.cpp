@@ -1,4 +1,4 @@
-// What the stand-in promises: how a request gets in and who is let in, and the libraries.
+// What the stand-in promises: the built programs and the libraries.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
