@@ -263,6 +263,7 @@ FILE* __wrap_popen(Chars command, Chars mode) {
   if (Fails{"popen"}(command, mode)) {
     return nullptr;
   }
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.InnerPointer): the text outlives its reader
   return probe_output ? fmemopen(probe_output->data(), probe_output->size(), mode)
                       : __real_popen(command, mode);
 }
