@@ -213,12 +213,14 @@ using Chars = const char*;
 // Defines the wrapper of a function: its symbol and its name in the journal, its result, parameters
 // and arguments, and what a failure gives. tests/CMakeLists.txt reads the symbols of all wrappers
 // from this file: the linker wraps these.
+// NOLINTBEGIN(bugprone-macro-parentheses): `arguments` is a list in parentheses
 #define WRAP_AS(symbol, name, result, parameters, arguments, failure)     \
   result __real_##symbol parameters;                                      \
   result __wrap_##symbol parameters {                                     \
     return Fails{name} arguments ? (failure) : __real_##symbol arguments; \
   }
 #define WRAP(symbol, ...) WRAP_AS(symbol, #symbol, __VA_ARGS__)
+// NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
 
