@@ -60,7 +60,7 @@ void CheckSaved(const Harness::Request& request, Host::Form& form) {
   // The same save has an effect again in two cases. Of several recording folders a save replaces
   // the first, then the next. A stored switch is compared by its first 31 bytes.
   if ((share.empty() || data["dtv_destination"] == BuildFolderPath(share, subpath)) &&
-      word.size() < 32) {
+      form["disable_dtv"].size() < 32) {
     Check(Serve(request, form).status == 0 && !Harness::TakeWrites(),
           "the same save again has no effect");
     Check(Load() == data, "the same save again changes nothing");
