@@ -1,13 +1,21 @@
 // What becomes of a request when a call fails: each call of an action, at every place where it is
 // made.
-#include <regex>
-
 #include "tests/test.h"
 
 namespace Harness {
 
-// A load or a save that makes every call that it can make. It results in the answer, a member a
-// line, and in the settings files.
+// The members of an answer and of the objects in it, a line for each.
+std::string Members(const Json::Value& object) {
+  std::string members;
+  for (const std::string& name : object.getMemberNames()) {
+    const Json::Value& value = object[name];
+    members += value.isObject() ? Members(value) : name + " " + Text(value) + "\n";
+  }
+  return members;
+}
+
+// A load or a save that makes every call that it can make. It results in the answer and in the
+// settings files, a line for each.
 Course Perform(const std::string& action, int failing_call) {
   ResetRoot();
   WriteFile(kFolderConf, R"([{"section":"tv_record","share":"video","subpath":"tv"}])");
@@ -16,9 +24,13 @@ Course Perform(const std::string& action, int failing_call) {
   WriteFile(kDTVSettingConf, "[settings]\ndisable_dtv=no\n");
   const std::string form = "action=" + action + "&share=music&subpath=tv&disable_dtv=yes";
   const Outcome outcome = Serve(Post(form), failing_call);
-  std::string result = std::regex_replace(Text(outcome.answer), std::regex("[{},]+(.)"), "\n$1");
+  std::string result = Members(outcome.answer);
   for (const char* file : {kFolderConf, kRecordConf, kStreamConf, kDTVSettingConf}) {
-    result += std::filesystem::path(file).filename().string() + " has " + ReadFile(file) + "\n";
+    result += std::filesystem::path(file).filename().string() + " has";
+    for (const std::string& line : Lines(ReadFile(file))) {
+      result += " " + line;
+    }
+    result += "\n";
   }
   return {outcome.journal, result};
 }

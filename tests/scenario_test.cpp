@@ -21,11 +21,11 @@ Variables Words(const std::string& text) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
-// The members that load shows, as in "pre_recording 180"; those that it does not show are left out.
+// What load shows of the named members, as in "pre_recording 180".
 std::string Shown(const Json::Value& data, const std::string& members) {
   std::string shown;
   for (const std::string& member : Words(members)) {
-    shown += data.isMember(member) ? member + " " + Text(data[member]) + "\n" : "";
+    shown += member + (data.isMember(member) ? " " + Text(data[member]) : " is not shown") + "\n";
   }
   return shown;
 }
@@ -35,7 +35,7 @@ std::string Replaced(const std::string& text, const char* what, const std::strin
 }
 
 // Takes one step of a scenario and gives what comes of it, in lines:
-//   load MEMBER...      the members that are shown, and the log
+//   load MEMBER...      what is shown of these members, and the log
 //   save FORM           the answer, the log, and whether nothing was written
 //   post FORM           the exit status, the whole output, and whether nothing was called
 //   show FILE           the content of the file
@@ -51,7 +51,8 @@ std::string Step(const std::string& line, Variables& variables) {
   const std::string rest = Replaced(Replaced(letters, "\\\\n", "\n"), "NUL", "\0"s);
   const bool is_action = verb == "load" || verb == "save";
   if (is_action || verb == "post") {
-    Request request = Post(is_action ? "action=" + verb + "&" + rest : rest);
+    const std::string form = verb == "load" ? "" : rest;
+    Request request = Post(is_action ? "action=" + verb + "&" + form : form);
     request.environment.insert(request.environment.end(), variables.begin(), variables.end());
     TakeWrites();
     const Outcome outcome = Serve(request);
