@@ -88,9 +88,11 @@ TEST(KeyValueFile, GivesTheValueCutToTheBuffer) {
 }
 
 TEST(ShareDatabase, KeepsTheIndexFlagOfAShare) {
-  EXPECT_EQ(TESKShareIndexSet(1, "gone"), -1);
+  WriteFile(Host::kShares, "[gone]\nindex=0\n[tv]\npath=/volume2/tv/\n");
+  EXPECT_EQ(TESKShareIndexSet(1, "gone"), -1) << "without a path it is no share";
   EXPECT_EQ(TESKShareIndexSet(1, "tv"), 0);
-  EXPECT_NE(ReadFile(Host::kShares).find("path=/volume2/tv\nindex=1\n"), std::string::npos);
+  EXPECT_EQ(ReadFile(Host::kShares), "[gone]\nindex=0\n\n[tv]\npath=/volume2/tv/\nindex=1\n");
+  EXPECT_EQ(GetFolderRealPath("tv", "x"), kRoot + "/volume2/tv/x"s);
 }
 
 TEST(KeyFiles, AreStoredOrTheCallFails) {

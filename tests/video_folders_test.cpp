@@ -23,7 +23,7 @@ TEST(FolderList, IsFilteredBySectionAndLibrary) {
   EXPECT_EQ(Filtered("tv_record", "", true), "0 1 4 ");
   EXPECT_EQ(Filtered("tv_record", "7", false), "0 ");
   EXPECT_EQ(Filtered("", "", false), "");
-  EXPECT_EQ(Filtered("", "", true), "") << "no section: no records, not all";
+  EXPECT_EQ(Text(FilterFolders(Parse(kLibraries), "", "", true)), "[]") << "no section, no records";
   EXPECT_EQ(Text(GetRecordFolder(Parse(kLibraries))), R"({"id":2,"section":"tv_record"})");
 }
 
@@ -79,13 +79,14 @@ TEST(IndexQueue, IsReadLineByLineInOneOfTwoForms) {
   }
   // Without an end, with "u", with spaces that nobody trims, with flag, operation, or package
   // wrong.
-  for (const char* line : {"A:/v", "u:/v\n", "A: /v\n", "A:/v \n", "Cinquill:0:A:/v\n",
+  for (const char* line : {"A:/v", "u:/v\n", " A:/v\n", "A: /v\n", "A:/v \n", "Cinquill:0:A:/v\n",
                            "Cinquill:1:D:/v\n", "cinquill:1:A:/v\n"}) {
     EXPECT_EQ(Hits(line), "") << line;
   }
   EXPECT_EQ(Hits("/\n", "/"), "") << "a line of one character does not count";
   const std::string whole = "Cinquill:1:A:";
   EXPECT_EQ(Hits(whole + "\n", ""), "indexing ") << "an empty path is a path";
+  EXPECT_EQ(Hits("A:\n", ""), "indexing metadata") << "an empty path is a path";
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_EQ(Hits(whole.substr(0, length) + "\n", ""), "") << whole.substr(0, length);
   }

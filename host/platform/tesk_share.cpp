@@ -13,11 +13,13 @@ int TESKShareGet(const char* name, TESKShare** share) {
   if (shares == nullptr) {
     return -1;
   }
-  const Host::GCharPtr path(g_key_file_get_string(shares.get(), name, "path", nullptr));
-  if (path == nullptr) {
+  const Host::GCharPtr stored(g_key_file_get_string(shares.get(), name, "path", nullptr));
+  if (stored == nullptr) {
     return -1;
   }
-  *share = new TESKShare{g_strconcat(Cinquill::SystemPaths::kRoot, path.get(), nullptr)};
+  std::string path = std::string(Cinquill::SystemPaths::kRoot) + stored.get();
+  path.erase(path.find_last_not_of('/') + 1);
+  *share = new TESKShare{g_strdup(path.c_str())};
   return 0;
 }
 
@@ -28,7 +30,7 @@ void TESKShareFree(TESKShare* share) {
 
 int TESKShareIndexSet(int flag, const char* name) {
   const Host::GKeyFilePtr shares = Host::LoadKeyFile(Host::kShares);
-  if (shares == nullptr || g_key_file_has_group(shares.get(), name) == FALSE) {
+  if (shares == nullptr || g_key_file_has_key(shares.get(), name, "path", nullptr) == FALSE) {
     return -1;
   }
   g_key_file_set_integer(shares.get(), name, "index", flag);
