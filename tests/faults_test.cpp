@@ -36,13 +36,13 @@ Course Perform(const std::string& action, int failing_call) {
 }
 
 TEST(Load, MakesItsCallsInOrderAndShowsDefaultsForWhatFails) {
-  EXPECT_EQ(WithEachFailure([](int failing_call) { return Perform("load", failing_call); }),
-            ReadFile(TEXTS "journals/load.txt"));
+  EXPECT_EQ(ReadFile(TEXTS "journals/load.txt"),
+            WithEachFailure([](int failing_call) { return Perform("load", failing_call); }));
 }
 
 TEST(Save, MakesItsCallsInOrderAndEndsAtAFailureThatMatters) {
-  EXPECT_EQ(WithEachFailure([](int failing_call) { return Perform("save", failing_call); }),
-            ReadFile(TEXTS "journals/save.txt"));
+  EXPECT_EQ(ReadFile(TEXTS "journals/save.txt"),
+            WithEachFailure([](int failing_call) { return Perform("save", failing_call); }));
 }
 
 }  // namespace Harness

@@ -93,7 +93,7 @@ void Play(const std::string& file) {
         played += line + "\n" + (played.empty() ? "" : Missing(Step(line, variables), "", "  "));
       }
     }
-    EXPECT_EQ(played, expected);
+    EXPECT_EQ(expected, played);
   }
 }
 
