@@ -53,7 +53,11 @@ Json::Value Load() {
 
 void CheckSaved(const Harness::Request& request, Host::Form& form) {
   const Json::Value data = Load();
+  for (const char* flag : {CGI::kCloseStreaming, CGI::kEnableAuth, CGI::kEnableViewerLimit}) {
+    Check(data[flag] == (form[flag] == "true"), flag);
+  }
   Check(form["account"].empty() || data["account"] == form["account"], "the account");
+  Check(form["disable_dtv"] != "yes" || data["disable_dtv"] == true, "the switch");
   const std::string share = form["share"];
   const std::string subpath = form["subpath"];
   Check(share.empty() || HasFolder(LoadFolderConf(), share, subpath), "the destination");
