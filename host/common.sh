@@ -4,11 +4,19 @@
 
 # ---- Usage and messages
 
-script=${script:-$(readlink -f "$0")} # a command that changes the folder sets it before
+script=${script:-$(readlink -f "$0")} # a command that changes the folder has set it
 
 die() {
   printf '%s: %s\n' "${0##*/}" "$*" >&2
   exit 1
+}
+
+# quietly FAILURE COMMAND...: when the command fails, shows the end of its output and ends with FAILURE.
+quietly() {
+  local output
+  output=$("${@:2}" 2>&1) && return
+  tail -n 40 <<< "$output" >&2
+  die "$1"
 }
 
 # The usage is the comment at the head of the command.
@@ -53,62 +61,68 @@ is_there() {
   esac
 }
 
+# Debian starts a web server that it installs, on port 80 of all addresses, now and at every boot.
+# With systemd a mask prevents it from the beginning, and outlives upgrades.
+mask_lighttpd() {
+  quietly "Debian's lighttpd service cannot be masked" "${as_root[@]}" systemctl mask lighttpd
+  echo "masked Debian's lighttpd service; to use it: systemctl unmask lighttpd" >&2
+}
+
+disable_lighttpd() {
+  "${as_root[@]}" invoke-rc.d lighttpd stop > /dev/null 2>&1 || true # it may not have been started
+  quietly "Debian's lighttpd service cannot be disabled" "${as_root[@]}" update-rc.d lighttpd disable
+  echo "stopped and disabled Debian's lighttpd service; to use it: update-rc.d lighttpd enable" >&2
+}
+
 # need PROBE=PACKAGE...: installs each package whose probe is not there.
 need() {
   check_path
-  local item missing=()
+  local item missing=() as_root=() brings_server=false
   for item in "$@"; do
     is_there "${item%%=*}" || missing+=("${item#*=}")
   done
   [ ${#missing[@]} -eq 0 ] && return
   local by_hand="install by hand: ${missing[*]}"
   command -v apt-get > /dev/null || die "this is no Debian system; $by_hand (or what they are called here)"
-  local as_root=()
   if [ "$(id -u)" -ne 0 ]; then
     command -v sudo > /dev/null || die "packages are missing and there is no sudo; have an administrator $by_hand"
     as_root=(sudo)
   fi
   echo "installing ${missing[*]}" >&2
-  # Debian starts a web server that it installs, now and at every boot. A mask outlives upgrades.
-  local unit=/etc/systemd/system/lighttpd.service
-  if [[ " ${missing[*]} " == *" lighttpd "* && ! -e $unit ]]; then
-    "${as_root[@]}" ln -s /dev/null "$unit" &&
-      echo "masked Debian's lighttpd service, which would serve port 80 on all addresses; to use it: systemctl unmask lighttpd" >&2
+  if [[ " ${missing[*]} " == *" lighttpd "* ]]; then
+    brings_server=true
   fi
-  local log
-  log=$(mktemp)
-  if ! { "${as_root[@]}" apt-get update &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"; } > "$log" 2>&1; then
-    die "apt-get failed ($(grep -m1 '^E:' "$log" || tail -n1 "$log")); with a network, try again or $by_hand"
+  if $brings_server && [ -d /run/systemd/system ]; then
+    mask_lighttpd
   fi
-  rm -f "$log"
+  local failure="apt-get failed; with a network, try again or $by_hand"
+  quietly "$failure" "${as_root[@]}" apt-get update
+  quietly "$failure" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends "${missing[@]}"
+  if $brings_server && [ ! -d /run/systemd/system ]; then
+    disable_lighttpd
+  fi
 }
 
 # The browser driver and the accessibility scanner, in the versions that tests/page locks.
 need_page_test_packages() {
   if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then
     echo "installing the page tests' packages" >&2
-    npm ci --prefix tests/page --ignore-scripts --no-audit --no-fund > /dev/null ||
-      die "npm could not install the page tests' packages; with a network, try again"
+    quietly "npm could not install the page tests' packages; with a network, try again" \
+      npm ci --prefix tests/page --ignore-scripts --no-audit --no-fund
   fi
 }
 
 # ---- Building
 
-# build PRESET [NAME [CMAKE OPTION...]]: builds in build/NAME, or build/PRESET. Prints the build's
-# output only when it fails.
+# build PRESET [NAME [CMAKE OPTION...]]: builds in build/NAME, or build/PRESET.
 build() {
-  local folder=$PWD/build/${2:-$1} log options=()
+  local folder=$PWD/build/${2:-$1} options=()
   # CMake refuses a folder that was moved. --fresh keeps what else is in it, such as settings.
   if [ -e "$folder/CMakeCache.txt" ] && ! grep -qxF "CMAKE_CACHEFILE_DIR:INTERNAL=$folder" "$folder/CMakeCache.txt"; then
     options=(--fresh)
   fi
-  log=$(mktemp)
   echo "building (${2:-$1})" >&2
-  if ! { cmake "${options[@]}" --preset "$1" -B "$folder" "${@:3}" && cmake --build "$folder"; } > "$log" 2>&1; then
-    tail -n 40 "$log" >&2
-    rm -f "$log"
-    die "the build failed"
-  fi
-  rm -f "$log"
+  quietly "the build failed" cmake "${options[@]}" --preset "$1" -B "$folder" "${@:3}"
+  quietly "the build failed" cmake --build "$folder"
 }
