@@ -119,7 +119,7 @@ show_sign_in() {
 write_wrapper() {
   cat > "$server/one_at_a_time" << END
 #!/bin/sh
-unset HTTP_AUTHORIZATION # scripts of the same user can read it while this waits
+unset HTTP_AUTHORIZATION
 exec flock --no-fork --wait 30 '$server/request.lock' '$build_dir/dtv_manage.cgi'
 END
   chmod +x "$server/one_at_a_time"
@@ -228,7 +228,7 @@ show_trace() {
 }
 
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
-  [ $# -gt 0 ] || refuse "no build folder"
+  [ -x "${1-}/dtv_manage.cgi" ] || refuse "there is no dtv_manage.cgi in '${1-}'"
   parse_options "${@:2}"
   lock "$1"
   serve "$1"
