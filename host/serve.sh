@@ -54,7 +54,7 @@ serve() { # BUILD_DIR, which is locked
   check_request_lock
   set_up_root
   set_up_administrator
-  $once || show_sign_in
+  $once || printf 'user name: admin\npassword: %s\n' "$password"
   write_wrapper
   start_all
   if $once; then
@@ -98,20 +98,15 @@ check_root() {
   [ -z "$missing" ] || die "$root lacks ${missing//$'\n'/, }; start over with --reset"
 }
 
-# Sets `password`, which is empty where an earlier start made it: only its hash is kept.
+# The administrator's password is shown at the first start alone: only its hash is kept.
 set_up_administrator() {
-  local hash
-  htpasswd=$server/htpasswd password=''
+  local hash htpasswd=$server/htpasswd
+  password="as shown at the first start; if it is lost, delete $htpasswd and start again (settings stay)"
   if [ ! -s "$htpasswd" ]; then
     password=$(openssl rand -hex 16)
     hash=$(printf %s "$password" | openssl dgst -sha1 -binary | openssl base64)
     printf 'admin:{SHA}%s\n' "$hash" > "$htpasswd"
   fi
-}
-
-show_sign_in() {
-  echo "user name: admin"
-  echo "password: ${password:-"as shown at the first start; if it is lost, delete $htpasswd and start again (settings stay)"}"
 }
 
 # The settings have no lock of their own, so the server runs one request at a time. A request that
