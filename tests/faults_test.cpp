@@ -14,8 +14,8 @@ std::string Members(const Json::Value& object) {
   return members;
 }
 
-// A load or a save that makes every call that it can make. It results in the answer and in the
-// settings files, a line for each.
+// A load or a save that makes every call that it can make. It results in the members of the answer
+// and the lines of the settings files.
 Course Perform(const std::string& action, int failing_call) {
   ResetRoot();
   WriteFile(kFolderConf, R"([{"section":"tv_record","share":"video","subpath":"tv"}])");
@@ -26,11 +26,8 @@ Course Perform(const std::string& action, int failing_call) {
   const Outcome outcome = Serve(Post(form), failing_call);
   std::string result = Members(outcome.answer);
   for (const char* file : {kFolderConf, kRecordConf, kStreamConf, kDTVSettingConf}) {
-    result += std::filesystem::path(file).filename().string() + " has";
-    for (const std::string& line : Lines(ReadFile(file))) {
-      result += " " + line;
-    }
-    result += "\n";
+    const std::string name = std::filesystem::path(file).filename().string();
+    result += Missing(ReadFile(file), "", name + ": ");
   }
   return {outcome.journal, result};
 }
