@@ -77,8 +77,7 @@ TEST(IndexQueue, IsReadLineByLineInOneOfTwoForms) {
   for (const char* line : {"a:/v\n", "D:/v\n", "A:/v/film\n", "/v\n"}) {
     EXPECT_EQ(Hits(line), "metadata") << line;
   }
-  // Without an end, with "u", with spaces that nobody trims, with flag, operation, or package
-  // wrong.
+  // Without an end, with "u", with white space, with a wrong flag, operation or package.
   for (const char* line : {"A:/v", "u:/v\n", " A:/v\n", "A: /v\n", "A:/v \n", "Cinquill:0:A:/v\n",
                            "Cinquill:1:D:/v\n", "cinquill:1:A:/v\n"}) {
     EXPECT_EQ(Hits(line), "") << line;
