@@ -4,12 +4,11 @@
 
 namespace Harness {
 
-// The members of an answer and of the objects in it, a line for each.
+// The members of an object, a line for each.
 std::string Members(const Json::Value& object) {
   std::string members;
   for (const std::string& name : object.getMemberNames()) {
-    const Json::Value& value = object[name];
-    members += value.isObject() ? Members(value) : name + " " + Text(value) + "\n";
+    members += name + " " + Text(object[name]) + "\n";
   }
   return members;
 }
@@ -24,7 +23,9 @@ Course Perform(const std::string& action, int failing_call) {
   WriteFile(kDTVSettingConf, "[settings]\ndisable_dtv=no\n");
   const std::string form = "action=" + action + "&share=music&subpath=tv&disable_dtv=yes";
   const Outcome outcome = Serve(Post(form), failing_call);
-  std::string result = Members(outcome.answer);
+  const Json::Value& answer = outcome.answer;
+  std::string result = Members(answer["data"]) + Members(answer["errinfo"]) + "success " +
+                       Text(answer["success"]) + "\n";
   for (const char* file : {kFolderConf, kRecordConf, kStreamConf, kDTVSettingConf}) {
     const std::string name = std::filesystem::path(file).filename().string();
     result += Missing(ReadFile(file), "", name + ": ");
