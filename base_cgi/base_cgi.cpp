@@ -49,28 +49,28 @@ bool BaseCGI::Run() {
 
 std::vector<std::pair<std::uint32_t, std::string>> BaseCGI::ListAppUsers(int offset, int limit,
                                                                          int& total) {
-  std::vector<std::pair<std::uint32_t, std::string>> page;
   TESKUserDB* db = TESKUserDBOpen();
   if (db == nullptr) {
     syslog(LOG_ERR, "%s:%d Failed to open user db", kModule, __LINE__);
-    return page;
+    return {};
   }
   TLIBCSzList* users = TLIBCSzListAlloc(kUserListCapacity);
   if (users == nullptr) {
     syslog(LOG_ERR, "%s:%d TLIBCSzListAlloc failed. error=[0x%04X]", kModule, __LINE__,
            static_cast<unsigned>(TLIBCErrGet()));
     TESKUserDBClose(db);
-    return page;
+    return {};
   }
   if (TESKUserEnum(&users, kOrdinaryUsers) == -1) {
     syslog(LOG_ERR, "%s:%d TESKUserEnum failed. error=[0x%04X]", kModule, __LINE__,
            static_cast<unsigned>(TLIBCErrGet()));
     TLIBCSzListFree(users);
     TESKUserDBClose(db);
-    return page;
+    return {};
   }
 
   total = 0;
+  std::vector<std::pair<std::uint32_t, std::string>> page;
   const std::int64_t end =
       limit < 0 ? std::numeric_limits<int>::max() : std::int64_t{offset} + limit;
   for (int i = 0; i < users->count; ++i) {
