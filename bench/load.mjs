@@ -78,10 +78,11 @@ await server.stop();
 await pause(1000);
 const others = countProcesses('');
 
-console.log(`\n${COUNT} requests, ${AT_ONCE} at once: ${rate.toFixed(0)} requests/s
+process.stderr.write('\n');
+console.log(`${COUNT} requests, ${AT_ONCE} at once: ${rate.toFixed(0)} requests/s
 saves that succeeded: ${seen.saved}
 loads that showed the settings of one save: ${seen.loaded}
-requests that failed or showed anything else: ${seen.failed.length} ${seen.failed.slice(0, 3).join(' ')}
+requests that failed or showed anything else: ${[seen.failed.length, ...seen.failed.slice(0, 3)].join(' ')}
 at the end: a load shows the last save: ${isLast ? 'yes' : 'no'}, ${libraries} of 2 libraries are in folder.conf
 processes left over: ${programs} of the program, ${others} in all after the server's end`);
 process.exitCode = seen.failed.length + programs + others === 0 && isLast && libraries === 2 ? 0 : 1;
