@@ -5,7 +5,7 @@ import { existsSync, readdirSync, readFileSync } from 'node:fs';
 import { resolve } from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { readSettings, startServer } from '../tests/page/server.mjs';
+import { readSettings, startServer } from '../tests/server.mjs';
 
 const COUNT = 10000;
 const AT_ONCE = 8;

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { after, afterEach, beforeEach, test } from 'node:test';
 import axe from 'axe-core';
 import { chromium } from 'playwright-core';
-import { folder, hold, readSettings, startServer, store } from './server.mjs';
+import { folder, hold, readSettings, startServer, store } from '../server.mjs';
 
 const flags = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
   '--disable-component-update', '--disable-sync'];

@@ -9,7 +9,7 @@ import { basename, dirname, join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { hold, indexTool, readSettings, startServer } from '../page/server.mjs';
+import { hold, indexTool, readSettings, startServer } from '../server.mjs';
 
 const buildFolder = process.env.BUILD_DIR;
 const root = join(buildFolder, 'root');
