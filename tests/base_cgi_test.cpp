@@ -1,4 +1,4 @@
-// What an answer holds, and the people who may use the package.
+// The answer, and the users with the application privilege.
 #include "base_cgi/base_cgi.h"
 
 #include <cerrno>
@@ -13,8 +13,8 @@ namespace Harness {
 
 using Cinquill::CGI::BaseCGI;
 
-TEST(Answer, HoldsDataAfterSuccessAndTheLastReasonAfterFailure) {
-  struct Loud : BaseCGI {
+TEST(Answer, HoldsDataOrTheLastErrorInfo) {
+  struct TestCGI : BaseCGI {
     bool Process() override {
       SetErrorInfo("error", "first");
       SetErrorInfo("other", "last");
@@ -22,24 +22,24 @@ TEST(Answer, HoldsDataAfterSuccessAndTheLastReasonAfterFailure) {
       return std::string(In("works", "")) == "yes";
     }
   };
-  const auto run = [] { return Loud().Run(); };
-  EXPECT_EQ(Text(Serve(Post("works=yes"), -1, run).answer), R"({"data":7,"success":true})");
-  EXPECT_EQ(Text(Serve(Post(""), -1, run).answer),
+  const auto run = [] { return TestCGI().Run(); };
+  EXPECT_EQ(Serve("works=yes", {}, -1, run).text, R"({"data":7,"success":true})");
+  EXPECT_EQ(Serve("", {}, -1, run).text,
             R"({"errinfo":{"key":"last","sec":"other"},"success":false})");
 }
 
-// Accounts of which u1, u3 and u5 are ordinary people who may use the package.
+// Accounts of which u1 and u3 are ordinary users with the application privilege.
 void MakeAccounts() {
   WriteFile(Host::kPasswd,
-            "system:x:999:1::/:\nu1:x:1000:1::/:\nnone:x:1002:1::/:\nu3:x:1003:1::/:\n"
-            "boss:x:1004:1::/:\nu5:x:1005:1::/:\nother:x:1006:1::/:\n");
+            "system:x:999:1::/:\nu1:x:1000:1::/:\nnone:x:1002:1::/:\nboss:x:1004:1::/:\n"
+            "u3:x:1003:1::/:\nother:x:1006:1::/:\n");
   WriteFile(Host::kGroup, "administrators:x:1:boss\nusers:x:2:u1,boss\n");
   WriteFile(Host::kAppPrivileges,
-            "Other.App:x:1:u1,other\nTESK.DXQ.Cinquill.AppInstance:x:2:system,u1,u3,boss,u5\n"
+            "Other.App:x:1:u1,other\nTESK.DXQ.Cinquill.AppInstance:x:2:system,u1,u3,boss\n"
             "TESK.DXQ.Cinquill.AppInstance2:x:3:other\n");
 }
 
-// One page of the users, and their total, which starts as -7.
+// A page of the users, and their total, which starts as -7.
 std::string Users(int offset, int limit) {
   std::string users;
   int total = -7;
@@ -49,31 +49,32 @@ std::string Users(int offset, int limit) {
   return users + "total " + std::to_string(total);
 }
 
-int OpenFiles() {
+auto OpenFiles() {
   using Files = std::filesystem::directory_iterator;
-  return static_cast<int>(std::distance(Files("/proc/self/fd"), Files()));
+  return std::distance(Files("/proc/self/fd"), Files());
 }
 
-TEST(PackageUsers, ComeInPages) {
+TEST(AppUsers, AreReturnedInPages) {
   MakeAccounts();
-  const int open_files = OpenFiles();
-  EXPECT_EQ(Users(0, -1), "u1 1000, u3 1003, u5 1005, total 3");
-  EXPECT_EQ(Users(1, 1), "u3 1003, total 3");
-  EXPECT_EQ(Users(1, INT_MAX), "u3 1003, u5 1005, total 3");
-  EXPECT_EQ(Users(INT_MAX, INT_MAX), "total 3");
-  EXPECT_EQ(Users(-2, 3), "u1 1000, total 3");
-  EXPECT_EQ(Users(0, 0), "total 3");
-  EXPECT_EQ(OpenFiles(), open_files) << "each file is closed again";
+  const auto open_files = OpenFiles();
+  EXPECT_EQ(Users(0, -1), "u1 1000, u3 1003, total 2");
+  EXPECT_EQ(Users(0, 1), "u1 1000, total 2");
+  EXPECT_EQ(Users(1, 1), "u3 1003, total 2");
+  EXPECT_EQ(Users(1, INT_MAX), "u3 1003, total 2");
+  EXPECT_EQ(Users(INT_MAX, INT_MAX), "total 2");
+  EXPECT_EQ(Users(-2, 3), "u1 1000, total 2");
+  EXPECT_EQ(Users(0, 0), "total 2");
+  EXPECT_EQ(OpenFiles(), open_files) << "every file is closed";
 }
 
-TEST(PackageUsers, AreListedWithoutThoseThatCannotBeRead) {
+TEST(AppUsers, AreListedWithoutUsersThatCannotBeRead) {
   MakeAccounts();
-  EXPECT_EQ(ReadFile(TEXTS "journals/users.txt"), WithEachFailure([](int failing_call) {
-              Host::SetError(0xAB);
-              StartJournal(failing_call);
-              const std::string users = Users(0, -1);
-              return Course{Journal(), users + "\n"};
-            }));
+  ExpectJournal("users.txt", [](int failing_call) {
+    Host::SetError(0xAB);
+    StartJournal(failing_call);
+    const std::string users = Users(0, -1);
+    return Course{Journal(), {{"users", users}}};
+  });
 }
 
 TEST(UserDatabase, FailsWithoutItsFiles) {

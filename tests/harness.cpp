@@ -7,14 +7,12 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <set>
+#include <regex>
 #include <sstream>
 
 #include "dtv_manage/dtv_manage.h"
@@ -24,10 +22,8 @@ namespace Harness {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::string_literals;
 
 const std::string kRoot = Cinquill::SystemPaths::kRoot;
-const std::string kLogged = "syslog ";  // begins the lines of the log in a journal
 
 // In memory, and shared with the processes that serve requests.
 const int journal = memfd_create("journal", 0);
@@ -36,13 +32,13 @@ const int output = memfd_create("output", 0);
 
 int calls_until_failure = -1;
 
-// A word of a journal's line; pointers say nothing.
+// A word of a journal's line; pointers are left out.
 std::string Word(const char* text) { return *text == '\0' ? " []" : std::string(" ") + text; }
 std::string Word(int number) { return " " + std::to_string(number); }
 std::string Word(const void* /*pointer*/) { return ""; }
 
-// A call by its name: notes it with its arguments; true when it is the one that fails.
-struct Fails {
+// Notes a call with its arguments. Returns whether this call must fail.
+struct NoteCall {
   const char* name;
 
   template <typename... Arguments>
@@ -68,17 +64,39 @@ std::string Content(int file) {
   return text;
 }
 
-int Run(const Request& request, const Handler& run) {
-  static std::vector<std::string> environment;  // holds the process's variables
-  environment = request.environment;
+// Nothing may leave the child: it would go on as the test program.
+[[noreturn]] void RunInChild(const std::vector<std::string>& variables,
+                             const Handler& run) noexcept {
   clearenv();
-  for (std::string& variable : environment) {
-    putenv(variable.data());
+  for (const std::string& variable : variables) {
+    const std::size_t equals = variable.find('=');
+    setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
   }
-  Fill(input, request.input);
   dup2(input, STDIN_FILENO);
   dup2(output, STDOUT_FILENO);
-  return run() ? EXIT_SUCCESS : EXIT_FAILURE;
+  std::exit(run() ? EXIT_SUCCESS : EXIT_FAILURE);
+}
+
+// The exit status of a child, or the negative number of the signal that ended it.
+int WaitFor(pid_t child) {
+  int status = 0;
+  TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+// Returns Outcome::text.
+std::string Told(int status, const std::string& out, bool has_calls) {
+  const std::size_t end = out.find("\r\n\r\n");
+  const std::string body = end == std::string::npos ? "\n" : out.substr(end + 4);
+  const std::string whole = "Content-Type: text/plain; charset=\"UTF-8\"\r\nContent-Length: " +
+                            std::to_string(body.size()) + "\r\n\r\n" + body;
+  if (out == whole && status == (Parse(body)["success"] == true ? EXIT_SUCCESS : EXIT_FAILURE)) {
+    return body.substr(0, body.size() - 1);
+  }
+  if (out == "Status: 400 Bad Request\r\n" + whole && status == EXIT_FAILURE && !has_calls) {
+    return "400 " + body.substr(0, body.size() - 1);
+  }
+  return "exit status " + std::to_string(status) + ": " + out;
 }
 
 }  // namespace
@@ -92,14 +110,6 @@ void StartJournal(int failing_call) {
 
 std::string Journal() { return Content(journal); }
 
-std::string Logged(const std::string& journal_text) {
-  std::string logged;
-  for (const std::string& line : Lines(journal_text)) {
-    logged += line.rfind(kLogged, 0) == 0 ? line.substr(kLogged.size()) + "\n" : "";
-  }
-  return logged;
-}
-
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
@@ -109,65 +119,25 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-Request Post(const std::string& form) {
-  const std::string type = "application/x-www-form-urlencoded";
-  return {{"REMOTE_USER=admin", "REQUEST_METHOD=POST", "CONTENT_TYPE=" + type,
-           "CONTENT_LENGTH=" + std::to_string(form.size())},
-          form};
-}
-
 bool RunDTVManage() { return Cinquill::CGI::DTVManage().Run(); }
 
-Outcome Serve(const Request& request, int failing_call, const Handler& run, Where where) {
+Outcome Serve(const std::string& form, const std::vector<std::string>& variables, int failing_call,
+              const Handler& run) {
+  std::vector<std::string> all{"REMOTE_USER=admin", "REQUEST_METHOD=POST",
+                               "CONTENT_TYPE=application/x-www-form-urlencoded",
+                               "CONTENT_LENGTH=" + std::to_string(form.size())};
+  all.insert(all.end(), variables.begin(), variables.end());
   StartJournal(failing_call);
+  Fill(input, form);
   Fill(output, "");
-  std::fflush(stdout);  // or a forked process would print what waits, too
-  int status = 0;
-  if (where == Where::kHere) {
-    status = Run(request, run);
-  } else if (const pid_t child = fork(); child == 0) {
-    std::exit(Run(request, run));
-  } else {
-    waitpid(child, &status, 0);
-    status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  std::fflush(stdout);  // or the child would print it again
+  const pid_t child = fork();
+  if (child == 0) {
+    RunInChild(all, run);
   }
-  const std::string text = Content(output);
-  const std::size_t body = text.find("\r\n\r\n{");
-  const bool is_answer = body == text.rfind("\r\n\r\n") && text.rfind("Content-Type: ", 0) == 0;
-  return {status, text, is_answer ? Parse(text.substr(body)) : Json::Value(), Journal()};
-}
-
-std::string Missing(const std::string& text, const std::string& other, const std::string& words) {
-  std::vector<std::string> others = Lines(other);
-  std::string missing;
-  for (const std::string& line : Lines(text)) {
-    const auto same = std::find(others.begin(), others.end(), line);
-    if (same == others.end()) {
-      missing += words + line + "\n";
-    } else {
-      others.erase(same);
-    }
-  }
-  return missing;
-}
-
-std::string WithEachFailure(const std::function<Course(int failing_call)>& perform) {
-  const std::set<std::string> releases{"TESKShareFree", "TESKUserDBClose", "TLIBCSzListFree",
-                                       "pclose"};
-  const std::string when = "  when it fails: ";
-  const Course usual = perform(-1);
-  const std::vector<std::string> calls = Lines(usual.journal);
-  std::string text;
-  for (std::size_t i = 0; i < calls.size(); ++i) {
-    text += calls[i] + "\n";
-    const Course course = releases.count(calls[i]) == 1 ? usual : perform(static_cast<int>(i));
-    const std::string lacks = Missing(usual.journal, course.journal, when + "does not call ");
-    const bool is_ended = !lacks.empty() && Lines(lacks).size() == calls.size() - i - 1;
-    text += Missing(course.journal, usual.journal, when + "calls also ") +
-            (is_ended ? when + "calls nothing more\n" : lacks) +
-            Missing(course.result, usual.result, when);
-  }
-  return text + Missing(usual.result, "", "when nothing fails: ");
+  const int status = WaitFor(child);
+  const std::string text = Told(status, Content(output), !Journal().empty());
+  return {text, text[0] == '{' ? Parse(text) : Json::Value(), Journal()};
 }
 
 void ResetRoot() {
@@ -185,15 +155,16 @@ void WriteFile(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
-bool TakeWrites() {
-  bool are_written = false;
+std::set<std::string> TakeWrites() {
+  std::set<std::string> written;
   for (const auto& entry : fs::recursive_directory_iterator(kRoot)) {
-    if (!entry.is_symlink()) {  // a link may lead out of the root
-      are_written = are_written || entry.last_write_time() != fs::file_time_type();
+    // A link may lead out of the root.
+    if (!entry.is_symlink() && entry.last_write_time() != fs::file_time_type()) {
+      written.insert(entry.path().string().substr(kRoot.size()));
       fs::last_write_time(entry, {});
     }
   }
-  return are_written;
+  return written;
 }
 
 Json::Value Parse(const std::string& text) {
@@ -211,15 +182,18 @@ std::string Text(const Json::Value& value) {
 using Chars = const char*;
 
 // Defines the wrapper of a function: its symbol and its name in the journal, its result, parameters
-// and arguments, and what a failure gives. tests/CMakeLists.txt reads the symbols of all wrappers
-// from this file: the linker wraps these.
+// and arguments, what a failure gives, and what is called else. A release is never made to fail.
+// tests/CMakeLists.txt lists the same symbols.
 // NOLINTBEGIN(bugprone-macro-parentheses): `arguments` is a list in parentheses
-#define WRAP_AS(symbol, name, result, parameters, arguments, failure)     \
-  result __real_##symbol parameters;                                      \
-  result __wrap_##symbol parameters {                                     \
-    return Fails{name} arguments ? (failure) : __real_##symbol arguments; \
-  }
+#define WRAP_CALL(symbol, name, result, parameters, arguments, failure, call) \
+  result __real_##symbol parameters;                                          \
+  result __wrap_##symbol parameters { return NoteCall{name} arguments ? (failure) : (call); }
+#define WRAP_AS(symbol, name, result, parameters, arguments, failure) \
+  WRAP_CALL(symbol, name, result, parameters, arguments, failure, __real_##symbol arguments)
 #define WRAP(symbol, ...) WRAP_AS(symbol, #symbol, __VA_ARGS__)
+#define WRAP_START(symbol, result, parameters, arguments, failure, instead) \
+  WRAP_CALL(symbol, #symbol, result, parameters, arguments, failure,        \
+            probe_output ? instead : __real_##symbol arguments)
 // NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
@@ -232,43 +206,23 @@ WRAP(TLIBCFileSetKeyValue, int, (Chars f, Chars k, Chars v, int n), (f, k, v, n)
 WRAP(TLIBCFileCheckKeyValue, int, (Chars f, Chars k, Chars v, int n), (f, k, v, n), -1)
 WRAP(TLIBCProcSignalByPidFile, int, (Chars file, int signal), (file, signal), -1)
 WRAP(TLIBCSzListAlloc, void*, (int capacity), (capacity), nullptr)
-WRAP(TLIBCSzListFree, void, (void* list), (list), void())
+WRAP(TLIBCSzListFree, void, (void* list), (list), __real_TLIBCSzListFree(list))
 WRAP(TLIBCListDBGet1, void*, (void* db, Chars name, void* r), (db, name, r), nullptr)
 WRAP(TESKShareGet, int, (Chars name, void* share), (name, share), -1)
-WRAP(TESKShareFree, void, (void* share), (share), void())
+WRAP(TESKShareFree, void, (void* share), (share), __real_TESKShareFree(share))
 WRAP(TESKShareIndexSet, int, (int flag, Chars name), (flag, name), -1)
 WRAP(TESKUserDBOpen, void*, (), (), nullptr)
-WRAP(TESKUserDBClose, void, (void* db), (db), void())
+WRAP(TESKUserDBClose, void, (void* db), (db), __real_TESKUserDBClose(db))
 WRAP(TESKUserEnum, int, (void* list, int kind), (list, kind), -1)
 WRAP(TESKUserGetUGID, int, (Chars user, void* uid, void* gid), (user, uid, gid), -1)
 WRAP(TESKGroupIsAdminGroupMem, int, (Chars user), (user), -1)
-WRAP(pclose, int, (FILE * stream), (stream), -1)
+WRAP(fgets, void*, (void* text, int size, FILE* stream), (text, size, stream), nullptr)
+WRAP(pclose, int, (FILE * stream), (stream), __real_pclose(stream))
 
-int __real_TLIBCExec(Chars program, Chars a, Chars b, Chars c, Chars d);
-int __wrap_TLIBCExec(Chars program, Chars a, Chars b, Chars c, Chars d) {
-  if (Fails{"TLIBCExec"}(program, a, b, c, d)) {
-    return -1;
-  }
-  return probe_output ? 0 : __real_TLIBCExec(program, a, b, c, d);
-}
-
-int __real_system(Chars command);
-int __wrap_system(Chars command) {
-  if (Fails{"system"}(command)) {
-    return -1;
-  }
-  return probe_output ? 0 : __real_system(command);
-}
-
-FILE* __real_popen(Chars command, Chars mode);
-FILE* __wrap_popen(Chars command, Chars mode) {
-  if (Fails{"popen"}(command, mode)) {
-    return nullptr;
-  }
-  // NOLINTNEXTLINE(clang-analyzer-cplusplus.InnerPointer): the text outlives its reader
-  return probe_output ? fmemopen(probe_output->data(), probe_output->size(), mode)
-                      : __real_popen(command, mode);
-}
+WRAP_START(TLIBCExec, int, (Chars f, Chars a, Chars b, Chars c, Chars d), (f, a, b, c, d), -1, 0)
+WRAP_START(system, int, (Chars command), (command), -1, 0)
+WRAP_START(popen, FILE*, (Chars command, Chars mode), (command, mode), nullptr,
+           fmemopen(probe_output->data(), probe_output->size(), mode))
 
 void __wrap_syslog(int priority, const char* format, ...) {
   char line[1024];
@@ -276,13 +230,12 @@ void __wrap_syslog(int priority, const char* format, ...) {
   va_start(arguments, format);
   std::vsnprintf(line, sizeof(line), format, arguments);
   va_end(arguments);
-  char module[32] = "";
-  int number = 0;
-  int text = 0;
-  std::sscanf(line, "%31[a-z_]:%d %n", module, &number, &text);
-  const std::map<int, Chars> levels{{LOG_ERR, "error"}, {LOG_INFO, "info"}};
-  const std::string place = module + (number > 0 ? ":"s : " without a line:"s);
-  Fails{"syslog"}(levels.at(priority), place.c_str(), line + text);
+  const std::string level = priority == LOG_ERR    ? "error "
+                            : priority == LOG_INFO ? "info "
+                                                   : std::to_string(priority) + " ";
+  const std::string text =
+      std::regex_replace(line, std::regex("^([a-z_]+):[1-9][0-9]* "), level + "$1: ");
+  NoteCall{"syslog"}(text.c_str());
 }
 
 }  // extern "C"

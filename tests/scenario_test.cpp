@@ -1,7 +1,17 @@
-// Plays scenarios of requests: what is served, what "load" shows, what "save" stores and what it
-// leaves alone.
-#include <algorithm>
-#include <iterator>
+// Plays the scenarios of tests/scenarios: what is served, what load shows, what save stores.
+//
+// A scenario is a sentence and its steps:
+//   [NAME=VALUE]... load|save|post [FORM] [-> OUTCOME]     a request, with more variables
+//   FILE CONTENT                                           the file gets the content
+//   FILE -> TARGET                                         the file becomes a link
+// Below a request stand, indented, the lines that it logs, and files with the content that they
+// have afterwards. In a step, \n stands for a line feed, NUL for a null character, and LARGE for
+// 16,380 letters. The outcomes:
+//   load   the named members of the data, as JSON
+//   save   none for a success, or "nothing written"
+//   post   the whole answer
+// A failure of load or save is the error key, or "failed". A request that is answered in another
+// form has the text of Harness::Outcome. Only a save may write, and not one that is refused.
 #include <regex>
 #include <sstream>
 
@@ -9,97 +19,115 @@
 
 namespace Harness {
 
-// The path of a file that a scenario names: by its path on the appliance, or as a settings file.
+bool IsFile(const std::string& name) {
+  return name[0] == '/' || std::filesystem::path(name).extension() == ".conf";
+}
+
+// A file by its path on the appliance, or a settings file by its name.
 std::string Path(const std::string& name) {
   return kRoot + (name[0] == '/' ? name : "/var/packages/Cinquill/etc/" + name);
-}
-
-using Variables = std::vector<std::string>;
-
-Variables Words(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
-
-// What load shows of the named members, as in "pre_recording 180".
-std::string Shown(const Json::Value& data, const std::string& members) {
-  std::string shown;
-  for (const std::string& member : Words(members)) {
-    shown += member + (data.isMember(member) ? " " + Text(data[member]) : " is not shown") + "\n";
-  }
-  return shown;
 }
 
 std::string Replaced(const std::string& text, const char* what, const std::string& by) {
   return std::regex_replace(text, std::regex(what), by);
 }
 
-// Takes one step of a scenario and gives what comes of it, in lines:
-//   load MEMBER...      what is shown of these members, and the log
-//   save FORM           the answer, the log, and whether nothing was written
-//   post FORM           the exit status, the whole output, and whether nothing was called
-//   show FILE           the content of the file
-//   with VARIABLE...    nothing: these are in the environment of the following requests, in place
-//                       of those that were named before
-//   link FILE TARGET    nothing: the file becomes a link
-//   FILE CONTENT        nothing: the file gets the content
-// In a step \n stands for a line feed, NUL for a null character, and LARGE for 16,380 letters.
-std::string Step(const std::string& line, Variables& variables) {
-  const std::string verb = line.substr(0, line.find(' '));
-  const std::string escaped = line.substr(std::min(line.size(), verb.size() + 1));
-  const std::string letters = Replaced(escaped, "LARGE", std::string(16380, 'x'));
-  const std::string rest = Replaced(Replaced(letters, "\\\\n", "\n"), "NUL", "\0"s);
-  const bool is_action = verb == "load" || verb == "save";
-  if (is_action || verb == "post") {
-    const std::string form = verb == "load" ? "" : rest;
-    Request request = Post(is_action ? "action=" + verb + "&" + form : form);
-    request.environment.insert(request.environment.end(), variables.begin(), variables.end());
-    TakeWrites();
-    const Outcome outcome = Serve(request);
-    if (verb == "post") {
-      return "exit status " + std::to_string(outcome.status) + "\n" +
-             Replaced(outcome.output, "\r", "") + (outcome.journal.empty() ? "no calls\n" : "");
-    }
-    const std::string what =
-        verb == "load" ? Shown(outcome.answer["data"], rest) : Text(outcome.answer) + "\n";
-    return what + Logged(outcome.journal) +
-           (verb == "save" && !TakeWrites() ? "nothing is written\n" : "");
+// The values of the members that a JSON object of expected values names.
+std::string Shown(const Json::Value& data, const std::string& expected) {
+  Json::Value shown(Json::objectValue);
+  for (const std::string& name : Parse(expected).getMemberNames()) {
+    shown[name] = data.get(name, "absent");
   }
-  if (verb == "with") {
-    variables = Words(rest);
-  } else if (verb == "link") {
-    const Variables words = Words(rest);
-    std::filesystem::remove(Path(words.at(0)));
-    std::filesystem::create_symlink(words.at(1), Path(words.at(0)));
-  } else if (verb != "show") {
-    WriteFile(Path(verb), rest);
-  }
-  return verb == "show" ? ReadFile(Path(rest)) : "";
+  return Text(shown);
 }
 
-// Plays the scenarios of a file, which are separated by empty lines. A scenario is a sentence, then
-// the steps, and below each step, indented, what has to come of it.
+// The lines of the log in a journal, indented.
+std::string Logged(const std::string& journal) {
+  std::string logged;
+  for (const std::string& line : Lines(journal)) {
+    logged += line.rfind("syslog ", 0) == 0 ? "  " + line.substr(7) + "\n" : "";
+  }
+  return logged;
+}
+
+std::string OutcomeOf(const std::string& verb, const Outcome& outcome, const std::string& expected,
+                      const std::set<std::string>& written) {
+  const Json::Value& answer = outcome.answer;
+  const bool is_failure = answer["success"] == false;
+  const bool may_write = verb == "save" && !answer.isMember("errinfo");
+  if (!may_write && !written.empty()) {
+    return "writes " + *written.begin();
+  }
+  if (verb == "post" || answer.isNull()) {
+    return outcome.text;
+  }
+  if (is_failure) {
+    return answer.isMember("errinfo") ? answer["errinfo"]["key"].asString() : "failed";
+  }
+  if (verb == "load") {
+    return Shown(answer["data"], expected);
+  }
+  return written.empty() ? "nothing written" : "";
+}
+
+// Serves the request of a step. Returns the step with its outcome, and the lines of the log.
+std::string Served(const std::string& step, const std::string& expected) {
+  std::istringstream words(step);
+  std::vector<std::string> variables;
+  std::string verb;
+  while (words >> verb && verb.find('=') != std::string::npos) {
+    variables.push_back(verb);
+  }
+  std::string form;
+  std::getline(words >> std::ws, form);
+  form = Replaced(Replaced(form, "LARGE", std::string(16380, 'x')), "NUL", "\0"s);
+  TakeWrites();
+  const Outcome outcome = Serve((verb == "post" ? "" : "action=" + verb + "&") + form, variables);
+  const std::string told = OutcomeOf(verb, outcome, expected, TakeWrites());
+  return step + (told.empty() ? "" : " -> " + told) + "\n" + Logged(outcome.journal);
+}
+
+void Prepare(const std::string& file, const std::string& content) {
+  if (content.rfind("-> ", 0) == 0) {
+    std::filesystem::remove(file);
+    std::filesystem::create_symlink(content.substr(3), file);
+  } else {
+    WriteFile(file, Replaced(content, "\\\\n", "\n"));
+  }
+}
+
+// Takes a step. Returns the lines that should stand in its place.
+std::string Played(const std::string& line) {
+  std::string word;
+  std::istringstream(line) >> word;
+  if (line[0] == ' ') {
+    const std::string content = IsFile(word) ? ReadFile(Path(word)) : "";
+    return IsFile(word) ? "  " + word + " " + Replaced(content, "\n", "\\n") + "\n" : "";
+  }
+  if (IsFile(word)) {
+    Prepare(Path(word), line.substr(word.size() + 1));
+    return line + "\n";
+  }
+  const std::size_t arrow = line.find(" -> ");
+  return Served(line.substr(0, arrow), arrow == std::string::npos ? "{}" : line.substr(arrow + 4));
+}
+
 void Play(const std::string& file) {
-  const std::string text = ReadFile(TEXTS "scenarios/" + file);
-  EXPECT_NE(text, "") << file;
-  for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
-    end = std::min(text.find("\n\n", begin), text.size() - 1) + 1;
-    const std::string expected = text.substr(begin, end - begin);
-    ResetRoot();
-    std::string played;
-    Variables variables;
-    for (const std::string& line : Lines(expected)) {
-      if (line[0] != ' ') {
-        played += line + "\n" + (played.empty() ? "" : Missing(Step(line, variables), "", "  "));
-      }
+  std::string played;
+  bool is_sentence = true;
+  for (const std::string& line : Lines(ReadFile(TEXTS + file))) {
+    played += is_sentence || line.empty() ? line + "\n" : Played(line);
+    is_sentence = line.empty();
+    if (is_sentence) {
+      ResetRoot();
     }
-    EXPECT_EQ(expected, played);
   }
+  ExpectFile(file, played);
 }
 
-TEST(Request, IsDecodedAndServedOrRefused) { Play("request.txt"); }
-TEST(Load, ShowsWhatIsStored) { Play("load.txt"); }
-TEST(Save, StoresWhatIsSent) { Play("save.txt"); }
-TEST(Destination, IsReplacedUnlessItOverlaps) { Play("destination.txt"); }
+TEST(Request, IsDecodedOrRefused) { Play("scenarios/request.txt"); }
+TEST(Load, ShowsWhatIsStored) { Play("scenarios/load.txt"); }
+TEST(Save, StoresWhatIsSent) { Play("scenarios/save.txt"); }
+TEST(Destination, IsReplacedUnlessItOverlaps) { Play("scenarios/destination.txt"); }
 
 }  // namespace Harness

@@ -1,10 +1,11 @@
-// What every test uses. Each test begins with a root that is made anew.
+// What every test uses. Each test begins with a fresh root.
 #ifndef TESTS_TEST_H_
 #define TESTS_TEST_H_
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 
 #include "platform/system_paths.h"
 #include "platform/tlibc.h"
@@ -17,14 +18,24 @@ using namespace Cinquill;
 using namespace Cinquill::SystemPaths;
 using namespace std::string_literals;
 
-class FreshRoot : public testing::EmptyTestEventListener {
-  void OnTestStart(const testing::TestInfo& /*test*/) override { ResetRoot(); }
-};
-inline const bool kHasFreshRoot =
-    (testing::UnitTest::GetInstance()->listeners().Append(new FreshRoot), true);
+inline Json::Value Load() { return Serve("action=load").answer["data"]; }
+inline Outcome Save(const std::string& form) { return Serve("action=save&" + form); }
 
-inline Json::Value Load() { return Serve(Post("action=load")).answer["data"]; }
-inline Outcome Save(const std::string& form) { return Serve(Post("action=save&" + form)); }
+// Compares a text with a file below tests/. Prints the lines that differ, "-" expected and "+"
+// found, below the sentence of their scenario.
+void ExpectFile(const std::string& file, const std::string& found);
+
+// What a sequence of calls has done: its journal, and its results by name.
+struct Course {
+  std::string journal;
+  std::map<std::string, std::string> results;
+};
+
+// Performs a course once as usual, and once for each call with that call failing. Compares what is
+// found with a file of tests/journals. The file has a line for each call, in order. Below it stands
+// what changes when the call fails: new calls, where the usual course goes on, and results that are
+// new, changed or lost. The usual results come last.
+void ExpectJournal(const std::string& file, const std::function<Course(int failing_call)>& perform);
 
 }  // namespace Harness
 

@@ -27,7 +27,7 @@ TEST(FolderList, IsFilteredBySectionAndLibrary) {
   EXPECT_EQ(Text(GetRecordFolder(Parse(kLibraries))), R"({"id":2,"section":"tv_record"})");
 }
 
-TEST(FolderList, LosesAndHasRecordsByTheirExactPlace) {
+TEST(FolderList, MatchesShareAndSubpathExactly) {
   Json::Value folders = Parse(R"([{"share":"video","subpath":"tv","section":"a"},
       {"share":"video","subpath":"tv/"}, {"share":"Video","subpath":"tv"},
       {"share":"video","subpath":"tv"}, {"more":1}])");
@@ -38,7 +38,7 @@ TEST(FolderList, LosesAndHasRecordsByTheirExactPlace) {
                            R"({"more":1}])");
 }
 
-TEST(FolderList, IsLoadedWithNewPathsAndAllTheRest) {
+TEST(FolderList, IsLoadedWithComputedPaths) {
   WriteFile(kFolderConf, R"([{"share": "video", "subpath": "a", "path": "/stale"},
       7, null, {"share": "", "subpath": "b", "path": {}, "more": {"k": 1}},
       {"share": 5, "subpath": {"no": "text"}, "path": "/5"}])");
@@ -53,7 +53,7 @@ TEST(FolderList, IsLoadedWithNewPathsAndAllTheRest) {
   EXPECT_EQ(Text(LoadFolderConf()), "[]") << "the file is read anew for each call";
 }
 
-TEST(JsonFile, HoldsAnyValueAtAnyPathButNone) {
+TEST(JsonFile, IsNotWrittenWithoutAPath) {
   EXPECT_TRUE(WriteJsonFile(kRecordConf, {}));
   EXPECT_EQ(ReadFile(kRecordConf), "null\n");
   StartJournal();
@@ -68,7 +68,7 @@ std::string Hits(const std::string& content, const std::string& path = "/v") {
          (IsInMetadataQueue(kIndexingQueue, path) ? "metadata" : "");
 }
 
-TEST(IndexQueue, IsReadLineByLineInOneOfTwoForms) {
+TEST(IndexQueue, IsReadInTwoForms) {
   EXPECT_EQ(Hits("A:/v\n"), "indexing metadata");
   EXPECT_EQ(Hits("x\n\nR:/v\nA:/v"), "indexing metadata");
   for (const char* line : {"Cinquill:1:A:/v\n", "Cinquill 1 R /v\n"}) {
@@ -92,7 +92,7 @@ TEST(IndexQueue, IsReadLineByLineInOneOfTwoForms) {
   }
 }
 
-TEST(IndexQueue, IsTwoFilesOfEachForm) {
+TEST(IndexQueue, HasTwoFilesOfEachForm) {
   for (const char* file : {kIndexingQueue, kIndexingQueueTmp, kMetadataQueue, kMetadataQueueTmp}) {
     SCOPED_TRACE(file);
     ResetRoot();
@@ -105,7 +105,7 @@ TEST(IndexQueue, IsTwoFilesOfEachForm) {
   }
 }
 
-TEST(IndexQueue, IsEmptyWhenItCannotBeOpened) {
+TEST(IndexQueue, CountsAsEmptyWhenItCannotBeOpened) {
   // A socket: nobody can open it, while a file's mode stops no root.
   const int queue = socket(AF_UNIX, SOCK_STREAM, 0);
   std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(queue), kIndexingQueue);
@@ -116,29 +116,20 @@ TEST(IndexQueue, IsEmptyWhenItCannotBeOpened) {
             "[/var/spool/tesk_indexing_queue]\n");
 }
 
-// Adds a folder to a list that has /video/tv: what is logged, and the record that the list gets.
-std::string Added(const std::string& share, const std::string& subpath) {
-  Json::Value record = Parse(R"({"more":1,"path":"/not/looked/at"})");
-  record["share"] = share;
-  record["subpath"] = subpath;
+TEST(FolderConflict, IsRefusedAndLogged) {
+  const std::string added = R"({"more":1,"path":"/any","share":"video","subpath":"tv2"})";
   Json::Value folders = Parse(R"([{"path":7}, {}, 7, {"path":"/video/tv"}])");
   StartJournal();
-  const bool is_added = AddFolderIfNoConflict(folders, record);
-  EXPECT_EQ(folders.size(), is_added ? 5U : 4U);
-  return Logged(Journal()) + Text(folders[4]);
+  EXPECT_FALSE(AddFolderIfNoConflict(folders, Parse(R"({"share":"video","subpath":"tv/rec"})")));
+  EXPECT_FALSE(AddFolderIfNoConflict(folders, Parse(R"({"share":"video"})")));
+  EXPECT_EQ(Journal(),
+            "syslog error video_folders: [/video/tv/rec] conflict with existing folder\n"
+            "syslog error video_folders: [/video/] conflict with existing folder\n");
+  EXPECT_TRUE(AddFolderIfNoConflict(folders, Parse(added)));
+  EXPECT_EQ(Text(folders), R"([{"path":7},{},7,{"path":"/video/tv"},)" + added + "]");
 }
 
-TEST(FolderConflict, IsWithFoldersAboveAndBelow) {
-  const auto refused = [](const std::string& folder) {
-    return "error video_folders: [" + folder + "] conflict with existing folder\nnull";
-  };
-  EXPECT_EQ(Added("video", "tv2"),
-            R"({"more":1,"path":"/not/looked/at","share":"video","subpath":"tv2"})");
-  EXPECT_EQ(Added("video", "tv/rec"), refused("/video/tv/rec"));
-  EXPECT_EQ(Added("video", ""), refused("/video/"));
-}
-
-TEST(FolderPath, IsThatOfTheShareOrOfTheFileSystem) {
+TEST(FolderPath, IsRelativeToTheShareOrReal) {
   EXPECT_EQ(BuildFolderPath("tv", "/news/"), "/tv//news/");
   EXPECT_EQ(BuildFolderPath("", "news"), "");
   EXPECT_EQ(GetFolderRealPath("tv", "/news"), kRoot + "/volume2/tv//news"s);
@@ -146,7 +137,7 @@ TEST(FolderPath, IsThatOfTheShareOrOfTheFileSystem) {
   EXPECT_EQ(GetFolderRealPath("gone", "tv"), "");
 }
 
-TEST(IndexingServices, TellWhatBecameOfTheCall) {
+TEST(IndexingServices, ReturnTheResult) {
   EXPECT_TRUE(RunIndexTool("/srv/tv", kIndexAdd));
   EXPECT_FALSE(RunIndexTool("", kIndexRemove)) << "the tool refuses an empty path";
   StartJournal();
