@@ -1,11 +1,11 @@
-// Every file, script and tool outside the program that the modules touch: no module spells a path
-// itself. The files of a platform's own databases are not here; only the platform knows them.
+// Every file, script and tool outside the program that the modules use. No module spells a path
+// itself. Only the platform knows the files of its own databases.
 #ifndef PLATFORM_SYSTEM_PATHS_H_
 #define PLATFORM_SYSTEM_PATHS_H_
 
 // The folder that stands for "/": empty on the appliance, a folder of the build elsewhere. The
 // build defines it and refuses characters that a shell would split or expand. A platform's library
-// is compiled with the same root.
+// must be compiled with the same root.
 #ifndef CINQUILL_SYSTEM_ROOT
 #error "CINQUILL_SYSTEM_ROOT is defined by the build"
 #endif

@@ -6,14 +6,14 @@
 
 namespace TESKIndexUtils {
 
-// Whether `path` is the folder `parent` or lies inside it, at any depth.
+// Returns whether `path` is the folder `parent` or lies inside it, at any depth.
 //
 // Whole path components are compared, byte for byte: "/video/tv2" does not lie inside "/video/tv".
-// Repeated slashes and slashes at the end do not count: "/" and "//" are one folder, and two
-// spellings of one folder get the same answers, on either side. An empty path equals an empty path
-// only; it contains nothing and lies in nothing. What "." and ".." mean is up to the platform.
+// Repeated and trailing slashes are ignored in both arguments. An empty path equals only an empty
+// path; it contains nothing and lies inside nothing. The meaning of "." and ".." is up to the
+// platform.
 //
-// Never fails, and does not ask the file system: most paths here begin with a share's name
+// Never fails. Does not access the file system: most paths begin with the name of a share
 // ("/video/tv") and do not exist.
 bool IsEqualOrSubPath(const std::string& path, const std::string& parent);
 

@@ -5,23 +5,23 @@
 extern "C" {
 
 struct TESKShare {
-  // The share's directory as this process can open it: absolute, the root of the build
-  // (CINQUILL_SYSTEM_ROOT) included, without a slash at its end.
+  // The share's directory: an absolute path that begins with the root of the build
+  // (CINQUILL_SYSTEM_ROOT) and has no trailing slash.
   char* path;
 };
 
-// Looks up the share `name`, which is any text, also an empty one. 0 on success: `*share` is then
-// the caller's, who releases it with TESKShareFree(). Other than 0 when there is no such share and
-// on error: nothing is handed back then. Whether there is a share whose directory is missing is up
-// to the platform.
+// Looks up the share `name`, which may be any text, also an empty one. Whether a share without its
+// directory exists is up to the platform. Returns 0 on success; the caller then owns `*share` and
+// releases it with TESKShareFree(). Returns another value if there is no such share and on error;
+// nothing is then returned in `*share`.
 int TESKShareGet(const char* name, TESKShare** share);
 
-// Releases a share record, which is never null here.
+// Releases a share record. Callers never pass null.
 void TESKShareFree(TESKShare* share);
 
-// Sets the index flag of the share `name`, which is any text. `flag` is always 1 here: the indexing
-// services index the share from now on. Negative when there is no such share or the flag cannot be
-// stored; any other value is success.
+// Sets the index flag of the share `name`, which may be any text. Callers always pass the flag 1:
+// the indexing services index the share from now on. Returns a negative value if there is no such
+// share or if the flag cannot be stored, and any other value on success.
 int TESKShareIndexSet(int flag, const char* name);
 
 }  // extern "C"

@@ -9,29 +9,30 @@
 extern "C" {
 
 struct TESKUserDB {
-  // By user name: the ids of the applications that the user may use. Owned by the handle.
+  // The ids of the applications that a user may use, by user name. Owned by the handle.
   TLIBCListDB* privileges;
 };
 
-// Opens the user database: a handle, which the caller releases with TESKUserDBClose(), or null on
-// failure.
+// Opens the user database. Returns a handle, which the caller releases with TESKUserDBClose(), or
+// null on failure.
 TESKUserDB* TESKUserDBOpen(void);
 
-// Releases a handle, which is never null here.
+// Releases a handle. Callers never pass null.
 void TESKUserDBClose(TESKUserDB* db);
 
-// Appends the names of all accounts of one kind to `*list`, in the order of the database. The kind
-// is always 11 here: people's accounts. Which accounts these are is up to the platform. `*list`
-// may be replaced by a larger list; it stays the caller's, after a failure too. Exactly -1 on
-// failure, with the reason in TLIBCErrGet().
+// Appends the names of all accounts of one kind to `*list`, in the order of the database. Callers
+// always pass the kind 11, ordinary accounts; which accounts these are is up to the platform. The
+// call may replace `*list` by a larger list. The caller owns `*list`, also after a failure. Returns
+// -1 on failure, with the reason in TLIBCErrGet(), and any other value on success.
 int TESKUserEnum(TLIBCSzList** list, int kind);
 
-// Fetches a user's numeric ids; a null target is skipped. 0 on success; other than 0 when there is
-// no such user and on error: the targets are not looked at then.
+// Stores a user's numeric ids in `*uid` and `*gid`, either of which may be null. Returns 0 on
+// success, and another value if there is no such user and on error; the contents of the targets are
+// then unspecified.
 int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid);
 
-// Exactly 1 when the list of members of the administrators' group names the user; any other value
-// counts as not. A user's primary group does not make an administrator.
+// Returns 1 if the administrators' group lists the user as a member, and any other value if not. A
+// user's primary group does not count.
 int TESKGroupIsAdminGroupMem(const char* user);
 
 }  // extern "C"

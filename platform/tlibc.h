@@ -1,77 +1,79 @@
 // The appliance's core library: key-value files, process control, string lists, the last error.
-// All strings are NUL-terminated. "Negative" and "other than 0" promise no particular value.
+// All strings are NUL-terminated. "A negative value" and "another value" may be any such number.
 #ifndef PLATFORM_TLIBC_H_
 #define PLATFORM_TLIBC_H_
 
 extern "C" {
 
-// ---- Key-value files. How a file spells keys and values, and how its lines end, is up to the
-// platform. A value is any UTF-8 text; it is read as it was stored, line feeds included, and
-// disturbs no other key. A file that is there but is no key-value file cannot be read. `flags` is
-// always 0.
+// ---- Key-value files. Their syntax is up to the platform. A value may be any UTF-8 text: it reads
+// back as it was stored, line feeds included, and does not affect other keys. An existing file that
+// is no key-value file cannot be read. Callers always pass 0 as `flags`.
 
-// Copies the value of `key` into `buffer` of `size` bytes, cut to fit and terminated. More than 0
-// when there is a value. 0 or a negative value when there is no such file or key, when the value is
-// empty, or when the file cannot be read: the buffer is not looked at then.
+// Copies the value of `key` into `buffer` of `size` bytes, cut to fit and NUL-terminated. Returns
+// more than 0 if there is a value. Returns 0 or a negative value if there is no such file or key,
+// if the value is empty, or if the file cannot be read; the content of the buffer is then
+// unspecified.
 int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int size, int flags);
 
-// Stores `value` under `key`; creates the file and the key where they are missing and keeps all
-// other keys. Negative when the file cannot be read or written; whether it is then as it was before
-// is up to the platform.
+// Stores `value` under `key`. Creates a missing file or key and keeps all other keys. Returns a
+// negative value if the file cannot be read or written, and any other value on success. Whether a
+// failure leaves the file unchanged is up to the platform.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flags);
 
-// Compares the stored value with `value`: more than 0 when they are equal, 0 when they differ or
-// when there is no such file or key, negative when the file cannot be read. Callers take everything
-// but 0 for equal.
+// Compares the stored value with `value`. Returns more than 0 if they are equal, 0 if they differ
+// or if there is no such file or key, and a negative value if the file cannot be read. Callers
+// treat every value but 0 as equal.
 int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags);
 
 // ---- Process control.
 
-// Sends `signal` to the one process whose number the file holds, and to no other. The file holds
-// the decimal digits of a value from 2 on that a pid_t can hold, without sign or blanks, and at
-// most a line feed after them. Whether other line ends may stand there is up to the platform.
-// Nothing is sent when the file is missing, holds anything else or names no process.
+// Sends `signal` to the one process whose PID the file holds, and to no other. The file must hold a
+// PID of 2 or more in decimal digits, without sign or blanks, and at most one line feed after them.
+// Whether other line ends are accepted is up to the platform. Sends nothing if the file is missing,
+// holds anything else or names no process.
 //
-// The result decides nothing. The number is believed: a stale file can name a stranger, or this
-// process, which the signal then may end. In every other case the call returns.
+// Callers ignore the result. The PID is not verified: a stale file may name another process, or
+// this one, which the signal may then end. In every other case the call returns.
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal);
 
-// Runs `program` with exactly these four arguments, empty ones included, without a shell. Nothing
-// that it prints gets into the answer of this process. 0 when the program reports success, other
-// than 0 when it fails or cannot be run. Whether the call waits for the program's end (if not, 0
-// means that it was started) and which descriptors the program inherits is up to the platform.
+// Runs `program` with exactly these four arguments, empty ones included, without a shell. The
+// output of the program does not get into the answer of this process. Returns 0 if the program
+// reports success, and another value if it fails or cannot be run. Whether the call waits for the
+// end of the program is up to the platform; if not, 0 means that the program was started. Which
+// descriptors the program inherits is up to the platform, too.
 int TLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
               const char* arg4);
 
-// ---- String lists, which keep the order of their items. The caller who gets a list releases it
-// with TLIBCSzListFree().
+// ---- String lists. Items keep their order. Whoever gets a new list releases it with
+// TLIBCSzListFree().
 
 struct TLIBCSzList {
-  int count;  // number of items; what follows it is the library's own
+  int count;  // number of items; the members after it are private to the library
 };
 
-// A new empty list with room for `capacity` items (it grows beyond), or null on failure, with the
-// reason in TLIBCErrGet().
+// Returns a new empty list with room for `capacity` items, or null on failure, with the reason in
+// TLIBCErrGet(). A list grows beyond its capacity.
 TLIBCSzList* TLIBCSzListAlloc(int capacity);
 
-// The item at `index`, from 0 to below the count. It stays the list's.
+// Returns the item at `index`, which is at least 0 and below the count. The list owns the item.
 const char* TLIBCSzListGet(const TLIBCSzList* list, int index);
 
-// The index of the first item equal to `item`, byte for byte; negative when there is none.
+// Returns the index of the first item equal to `item`, byte for byte, or a negative value if there
+// is none.
 int TLIBCSzListFind(const TLIBCSzList* list, const char* item);
 
-// Releases a list, which is never null here.
+// Releases a list. Callers never pass null.
 void TLIBCSzListFree(TLIBCSzList* list);
 
-// A store of string lists, one for each name.
+// A store of string lists by name.
 struct TLIBCListDB;
 
-// A new list of what the store holds for `name`, or null when it holds nothing or cannot be read.
-// The third argument is always null here.
+// Returns a new list of what the store holds for `name`, or null if it holds nothing or cannot be
+// read. Callers always pass null as the third argument.
 TLIBCSzList* TLIBCListDBGet1(TLIBCListDB* db, const char* name, const void* reserved);
 
-// ---- The error code of a TLIBCSzListAlloc() or TESKUserEnum() that has just failed: a number for
-// the log.
+// ---- The last error. Returns the error code of the TLIBCSzListAlloc() or TESKUserEnum() that has
+// just failed. Callers only log it.
 int TLIBCErrGet(void);
 
 }  // extern "C"

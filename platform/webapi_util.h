@@ -6,13 +6,13 @@
 
 namespace TESK::WebAPIUtil {
 
-// Replaces `value` by the JSON document of the file at `path`, of whatever type it is. What follows
-// the first document does not count. Whether comments may stand in it is up to the platform;
-// they are no part of `value`, which may go into the answer.
+// Replaces `value` by the JSON document, of any type, in the file at `path`. Text after the first
+// document is ignored. Whether the document may have comments is up to the platform; `value` must
+// not keep them, because it may become part of the answer.
 //
-// True on success. False, with `value` untouched, when the file is missing, cannot be read or does
-// not parse. A shortage of memory is none of these and ends the process: otherwise a folder list
-// that is too large would count as missing, and the next save would start a new one.
+// Returns true on success. Returns false, and leaves `value` untouched, if the file is missing,
+// cannot be read or does not parse. Out of memory ends the process. Returning false would make a
+// large folder list look missing, and the next save would start a new one.
 bool ReadJsonFile(Json::Value& value, const char* path);
 
 }  // namespace TESK::WebAPIUtil

@@ -8,22 +8,23 @@
 
 namespace TESK {
 
-// One object a process. Nothing else writes to the process's standard output. The data layout is
-// the library's own: the private part below is the stand-in's, and the vendor's header replaces it
-// where the vendor's library is linked.
+// There is one object per process. Nothing else writes to the standard output of the process. The
+// private part below is that of the stand-in. Where the vendor's library is linked, the vendor's
+// header replaces it.
 class WebCGI {
  public:
-  // Reads the request that started this process and its login session, and opens the system log:
-  // the modules only call syslog(). What the two arguments mean is up to the framework; this
-  // program always passes "" and true.
+  // Reads the request that started this process and its login session. Opens the system log,
+  // because the modules only call syslog(). The meaning of the arguments is up to the framework;
+  // callers always pass "" and true.
   //
-  // The parameters are the fields "name=value" of the query and of a posted form. Of two fields of
-  // one name the last counts, the body's over the query's. One "&" at the end begins no further
-  // field. How large a body may be is up to the platform.
+  // The parameters are the fields "name=value" of the query and of a posted form. The last field of
+  // a name counts, and the body wins over the query. One trailing "&" is ignored. The maximum size
+  // of a body is up to the platform.
   //
-  // A request that cannot be decoded is answered with "400 Bad Request" here and ends the process
-  // with exit status 1; nothing has run. That is one with a bad escape, a field without "=", text
-  // that is not UTF-8, a NUL, or a body that is no form, too large or shorter than stated.
+  // If the request cannot be decoded, answers "400 Bad Request" and ends the process with exit
+  // status 1, before anything else runs. Such a request has a bad escape, a field without "=", text
+  // that is not UTF-8, a NUL, or a body that is no form, too large or shorter than its stated
+  // length.
   WebCGI(const char* session, bool check_session);
 
   // Releases the request.
@@ -32,26 +33,26 @@ class WebCGI {
   WebCGI(const WebCGI&) = delete;
   WebCGI& operator=(const WebCGI&) = delete;
 
-  // More than 0 when the caller holds a valid login session; 0 or a negative value when not.
-  // Refuse cross-site requests here; nothing later checks. Another site is any other origin: a page
-  // of another host or port that had the caller's browser send the request. Whether Sec-Fetch-Site
-  // or Origin decides, and whether another scheme counts, is up to the platform.
+  // Returns more than 0 if the caller has a valid login session, and 0 or a negative value if not.
+  // Must refuse cross-origin requests, which a page of another host or port makes the caller's
+  // browser send; nothing later checks them. Whether Sec-Fetch-Site or Origin decides, and whether
+  // another scheme is another origin, is up to the platform.
   int CheckAuthorized();
 
-  // Non-zero when the signed-in user is an administrator, 0 when not and when that cannot be told.
-  // Asked only after CheckAuthorized() was more than 0.
+  // Returns non-zero if the signed-in user is an administrator, and 0 if not or if that cannot be
+  // determined. Called only after CheckAuthorized() has returned more than 0.
   int IsAdmin() const;
 
-  // The decoded value of a request parameter, which may be empty, or `default_value` when the
-  // request has no parameter of that name. UTF-8, NUL-terminated. The text stays this object's and
-  // is valid at least until the object's next call.
+  // Returns the decoded value of a request parameter, which may be empty, or `default_value` if the
+  // request has no parameter of that name. The text is UTF-8 and NUL-terminated. This object owns
+  // it and keeps it valid at least until its next call.
   const char* In(const char* name, const char* default_value);
 
-  // Begins the answer, with its content type. Called once, before WriteBody().
+  // Begins the answer, with its content type. Call once, before WriteBody().
   void WriteHeader(const char* content_type);
 
-  // Ends the answer, with `body` as a JSON document for its content. Called once. Failures are not
-  // reported, and a client that is gone does not end the process.
+  // Writes `body` as the JSON content of the answer and ends the answer. Call once. Failures are
+  // not reported. A client that has disconnected does not end the process.
   void WriteBody(Json::Value& body);
 
  private:
