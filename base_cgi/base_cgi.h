@@ -1,4 +1,4 @@
-// What every request runs in: authorization, the handler's work, the answer.
+// The base of request handlers: checks the caller, runs Process(), writes the answer.
 #ifndef BASE_CGI_BASE_CGI_H_
 #define BASE_CGI_BASE_CGI_H_
 
@@ -16,50 +16,50 @@ namespace Cinquill::CGI {
 // The section of all error information of this program.
 inline constexpr char kErrorSection[] = "error";
 
-// Base of the request handlers. Lets only administrators with a session through, runs the handler's
-// Process() and writes the answer. The handler reports through SetData() and SetErrorInfo(). One
-// object per process; nothing is thrown.
+// Base of the request handlers. Calls the handler's Process() only for an administrator with a
+// valid session. Process() reports through SetData() and SetErrorInfo(). Make one object per
+// process. Nothing is thrown.
 class BaseCGI : public TESK::WebCGI {
  public:
   BaseCGI();
   virtual ~BaseCGI() = default;
 
-  // Serves the request: authorization, Process(), answer. Returns the result of Process(), which
-  // alone decides: error information does not make a request fail. A caller who is no administrator
-  // with a session gets the key "error_privilege_not_enough"; Process() is not called then, and the
-  // result is false. Logs nothing.
+  // Serves the request: checks the caller, calls Process(), writes the answer. Returns the result
+  // of Process(); error information alone does not make a request fail. Any caller but an
+  // administrator with a valid session gets the key "error_privilege_not_enough"; Process() is not
+  // called, and the result is false. Logs nothing.
   bool Run();
 
-  // Lists one page of the people who may use the package: ordinary accounts that hold the
-  // application privilege, as pairs of user id and name, in the order of the user database.
-  // Administrators and users whose privileges or id cannot be read are neither listed nor counted.
+  // Returns one page of the users who may use the package, as pairs of user id and name, in the
+  // order of the user database. A user matches who is an ordinary account, is no administrator and
+  // holds the application privilege. A user whose privileges or id cannot be read does not match.
   //   offset  index of the first user to return, counted over the users that match
-  //   limit   how many to return at most; negative: all
-  //   total   becomes the number of users that match, whatever offset and limit are
-  // When the database cannot be opened or enumerated, or no list can be made, the result is empty,
-  // a line is logged at LOG_ERR, and `total` stays as it was.
+  //   limit   maximum number of users to return; negative: no maximum
+  //   total   is set to the number of users that match, whatever offset and limit are
+  // If the database cannot be opened or enumerated, or no list can be allocated, the result is
+  // empty, a line is logged at LOG_ERR, and `total` is unchanged.
   static std::vector<std::pair<std::uint32_t, std::string>> ListAppUsers(int offset, int limit,
                                                                          int& total);
 
  protected:
-  // Does the handler's work. True on success.
+  // Does the handler's work. Returns whether it succeeded.
   virtual bool Process() = 0;
 
-  // True for a caller with a valid session who is an administrator.
+  // Returns whether the caller has a valid session and is an administrator.
   bool IsAuthorized();
 
-  // Sets the reason of a failure, {"sec": section, "key": key}; the page turns it into a sentence.
-  // The last call counts. Sent only when the request fails.
+  // Sets the error information, {"sec": section, "key": key}, which the page turns into a sentence.
+  // The last call counts. It is sent only if the request fails.
   void SetErrorInfo(const char* section, const char* key);
 
-  // Sets the payload of the answer (a copy). Sent only when the request succeeds.
+  // Sets the payload of the answer to a copy of `value`. It is sent only if the request succeeds.
   void SetData(const Json::Value& value);
 
  private:
-  // Writes {"success": bool}, with "data" on success or "errinfo" on failure if it was set.
+  // Writes {"success": bool}, with "data" on success or "errinfo" on failure, if that was set.
   void WriteResponse();
 
-  bool success_;  // set on every path of Run() before it is read
+  bool success_;  // Run() sets it before anything reads it
   Json::Value errinfo_;
   Json::Value data_;
 };
