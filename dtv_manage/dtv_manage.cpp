@@ -25,7 +25,7 @@ constexpr char kNo[] = "no";
 constexpr char kTrue[] = "true";
 constexpr char kFalse[] = "false";
 
-// Names of parameters, of the answer's members and of the settings files' members.
+// Names of parameters, and of members of the answer and the settings files.
 constexpr char kCloseStreaming[] = "closestreaming";
 constexpr char kPreRecording[] = "pre_recording";
 constexpr char kPostRecording[] = "post_recording";
@@ -35,11 +35,11 @@ constexpr char kAccount[] = "account";
 constexpr char kPasswd[] = "passwd";
 constexpr char kPasswordConfirm[] = "password_confirm";
 constexpr char kDisableDTV[] = "disable_dtv";
-// The one name that differs between the request and the file.
+// The only setting whose name in the request differs from its name in the file.
 constexpr char kStreamingLimit[] = "streaming_limit";
 constexpr char kStoredStreamingLimit[] = "streaminglimit";
 
-// Load sends these in place of the password. A save that sends them back keeps the password.
+// Load returns these in place of the password. A save that sends them back keeps the password.
 constexpr char kPasswdPlaceholder[] = "24681357";
 constexpr char kConfirmPlaceholder[] = "75318642";
 
@@ -52,7 +52,7 @@ bool stream_conf_read = false;
 
 const char* YesOrNo(const std::string& parameter) { return parameter == kTrue ? kYes : kNo; }
 
-// Converts as strtol does where a long has 32 bits: out-of-range text gives the nearest limit.
+// Converts like strtol() with a long of 32 bits: a number out of range becomes the nearest limit.
 int ParseInt(const char* text) {
   constexpr long kMin = std::numeric_limits<int>::min();
   constexpr long kMax = std::numeric_limits<int>::max();
@@ -63,7 +63,7 @@ bool IsStoredYes(const Json::Value& document, const char* member) {
   return StringMember(document, member) == kYes;
 }
 
-// A member as an integer; 0 when it is absent or does not convert.
+// Returns a member as an integer, or 0 if it is absent or does not convert.
 int IntMember(const Json::Value& document, const char* member) {
   const Json::Value& value = document[member];
   return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0;
@@ -103,7 +103,7 @@ bool DTVManage::Load() {
   const Json::Value& stream = GetStreamConfig();
   const Json::Value& record = GetRecordConfig();
 
-  // Deliberate: a group shows its defaults only when the other group's file is missing.
+  // Each group's defaults depend on the other group's file: existing pages rely on it.
   const bool shows_stored_options = !stream.isNull();
   settings[kCloseStreaming] = shows_stored_options && IsStoredYes(record, kCloseStreaming);
   settings[kPreRecording] = shows_stored_options ? IntMember(record, kPreRecording) : 180;
@@ -123,7 +123,7 @@ bool DTVManage::Load() {
   settings["dtv_destination"] =
       BuildFolderPath(StringMember(folder, kShare), StringMember(folder, kSubpath));
 
-  // Deliberate: an error (negative) shows as switched off.
+  // An error (a negative result) also shows as switched off.
   settings[kDisableDTV] =
       TLIBCFileCheckKeyValue(SystemPaths::kDTVSettingConf, kDisableDTV, kYes, 0) != 0;
   settings["DVB_conflict"] = CheckDVBConflict();
@@ -152,7 +152,7 @@ bool DTVManage::SaveRecordDestination() {
     return true;
   }
 
-  // Removed before the overlap test, because a destination may move inside itself.
+  // The old record must not conflict with the new one: a destination may move inside itself.
   if (has_current) {
     RemoveFolder(folders, current_share, current_subpath);
   }
@@ -242,7 +242,7 @@ bool DTVManage::SaveDTVSwitch() {
     return false;
   }
   if (stored.empty() && requested == kNo) {
-    return true;  // the service runs already: it was never switched off
+    return true;  // the service is running: nothing has switched it off
   }
 
   // The request's text never reaches the shell.

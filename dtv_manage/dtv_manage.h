@@ -8,62 +8,62 @@
 
 namespace Cinquill::CGI {
 
-// Two actions, chosen by the request parameter "action": "load" and "save". docs/api.md has every
-// parameter and every member of the answers.
+// Handles the actions "load" and "save", which the request parameter "action" names. docs/api.md
+// has every parameter and every member of the answers.
 //
-// The savers share one pattern: read the request, copy the stored document, set the members that
-// they own, and write only when the copy differs. Each returns true when its settings are stored,
-// or were already. Only the destination save sets error information.
+// A saver reads the request, copies the stored document, sets its own members, and writes the copy
+// if it differs. It returns true if its settings are stored now or were stored before.
 class DTVManage : public BaseCGI {
  protected:
-  // Runs the action. Any other text fails, without error information.
+  // Runs the action and returns its result. An unknown action fails without error information.
   bool Process() override;
 
  private:
-  // Hands all settings to SetData(), with placeholders in place of the password. Always true, also
-  // when files cannot be read. Deliberate: a group of settings shows its defaults only if the
-  // *other* group's file cannot be read.
+  // Passes all settings to SetData(), with placeholders in place of the password. Always returns
+  // true, also if files cannot be read. Each group's defaults depend on the other group's file: the
+  // recording options show theirs if stream.conf cannot be read, the access settings if record.conf
+  // cannot be read. Existing pages rely on it.
   bool Load();
 
   // Runs the savers in this order: destination, recording options, streaming access, DTV switch.
-  // Stops at the first that fails; what was stored before stays stored.
+  // Stops at the first saver that fails. What earlier savers have stored stays stored.
   bool SaveAll();
 
-  // Replaces the recording destination by the share and the sub-path of the request. Succeeds
-  // without any effect when the request names no share, or the destination that is stored already.
+  // Replaces the recording destination by the share and the sub-path of the request. Does nothing
+  // and succeeds if the request names no share or the stored destination.
   //
-  // Order: folder.conf is written; the old folder leaves the index; the new share's index flag is
-  // set; the daemons are signalled; the new folder enters the index. Nothing done before a failure
-  // is undone. Fails, with a line at LOG_ERR, when the new folder overlaps another library folder
-  // (key "error_duplicate_path", nothing has changed), when folder.conf cannot be written, or when
-  // the share's flag cannot be set. Failures of the indexing tool and of the signals are ignored.
+  // In this order: writes folder.conf, removes the old folder from the index, sets the index flag
+  // of the new share, signals the daemons, adds the new folder to the index. Fails, with a line at
+  // LOG_ERR, if the new folder overlaps another library folder (key "error_duplicate_path", nothing
+  // is changed), if folder.conf cannot be written, or if the flag cannot be set. Nothing that was
+  // done before a failure is undone. Failures of the indexing tool and of the signals are ignored.
   bool SaveRecordDestination();
 
-  // Stores closestreaming, pre_recording and post_recording in record.conf. Fails, with a line at
-  // LOG_ERR, when the file cannot be written.
+  // Stores the recording options in record.conf. Fails, with a line at LOG_ERR, if the file cannot
+  // be written.
   bool SaveRecordOptions();
 
-  // Stores the access settings in stream.conf. Keeps the stored account when the request's is
-  // empty, and the stored password unless a new one was entered, which is stored as plain text.
-  // Fails, with a line at LOG_ERR, when the file cannot be written.
+  // Stores the access settings in stream.conf. An empty account keeps the stored one. The password
+  // is stored as plain text; an empty one or a placeholder keeps the stored one. Fails, with a line
+  // at LOG_ERR, if the file cannot be written.
   bool SaveStreamAccess();
 
-  // Stores the switch and stops or starts the DTV service to match. Fails, with a line at LOG_ERR,
-  // when the switch cannot be stored, or when the script's command cannot be started (the switch is
-  // stored then). A script that fails is ignored.
+  // Stores the switch, then stops or starts the DTV service to match. Fails, with a line at
+  // LOG_ERR, if the switch cannot be stored, or if system() returns a negative value; the switch is
+  // then stored already. The exit status of the control script is ignored.
   bool SaveDTVSwitch();
 
-  // Builds the folder record from the request, null when its share is empty:
+  // Returns the folder record of the request, or null if the request names no share:
   //   {"share", "subpath", "section", "section_name", "path"}, all strings.
   Json::Value BuildRecordFolder();
 
-  // True when the first line of the package's probe is "yes": two services want the same tuner.
-  // False, with a line at LOG_ERR, when the probe cannot be run or prints nothing. Its exit status
-  // is ignored.
+  // Runs the package's probe and returns whether its first line is "yes": two services want the
+  // same tuner. Returns false, with a line at LOG_ERR, if the probe cannot be run or prints
+  // nothing. The probe's exit status is ignored.
   static bool CheckDVBConflict();
 
-  // stream.conf and record.conf, read at most once in a process; null when the file cannot be read
-  // or holds no object. A saver's write does not change them.
+  // Return the content of stream.conf and record.conf, or null if the file cannot be read or holds
+  // no object. A process reads each file at most once; a saver does not change what they return.
   const Json::Value& GetStreamConfig();
   const Json::Value& GetRecordConfig();
 
