@@ -25,15 +25,15 @@ constexpr char kModule[] = "video_folders";
 
 constexpr char kPackage[] = "Cinquill";
 
-// Places in a line of the indexing queue's package form, "Cinquill:1:A:/volume1/video/film.mkv".
-constexpr std::size_t kFlagAt = sizeof(kPackage);  // behind the name and one separator
+// Positions in a line of the indexing queue's package form, "Cinquill:1:A:/volume1/video/film.mkv".
+constexpr std::size_t kFlagAt = sizeof(kPackage);  // after the name and one separator
 constexpr std::size_t kOperationAt = kFlagAt + 2;
 constexpr std::size_t kPathAt = kOperationAt + 2;
 
 constexpr char kLibraryId[] = "library_id";
 
 bool IsInLibrary(const Json::Value& record, const std::string& library_id) {
-  return StringMember(record, kLibraryId) == library_id;  // absent reads as empty
+  return StringMember(record, kLibraryId) == library_id;  // an absent id reads as empty
 }
 
 bool IsAt(const Json::Value& record, const std::string& share, const std::string& subpath) {
@@ -43,12 +43,12 @@ bool IsAt(const Json::Value& record, const std::string& share, const std::string
 std::string Serialize(const Json::Value& value) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored \
-    "-Wdeprecated-declarations"  // the form that the files have always had
+    "-Wdeprecated-declarations"  // its successor writes no final line feed
   return Json::FastWriter().write(value);
 #pragma GCC diagnostic pop
 }
 
-// Makes a null list an array. Speed: works in place, because a long list is slow to build.
+// Turns a null list into an array. Speed: works in place, because a long list is slow to build.
 template <typename Test>
 void RemoveRecords(Json::Value& folders, Test is_unwanted) {
   const auto end = std::remove_if(folders.begin(), folders.end(), is_unwanted);
@@ -114,8 +114,8 @@ bool WriteJsonFile(const std::string& path, const Json::Value& value) {
     syslog(LOG_ERR, "%s:%d Bad parameter", kModule, __LINE__);
     return false;
   }
-  // Opening empties the file, so nothing may fail for lack of memory from there on: the text is
-  // made before, and the stream gets its buffer here.
+  // Opening the file empties it. The text and the stream's buffer are allocated before, so that a
+  // lack of memory cannot leave an empty file.
   const std::string text = Serialize(value);
   char buffer[BUFSIZ];
   std::ofstream file;
@@ -160,7 +160,7 @@ void ReadFolderConf(Json::Value& folders) {
   for (Json::Value& record : document) {
     record[kPath] = BuildFolderPath(StringMember(record, kShare), StringMember(record, kSubpath));
   }
-  if (folders.empty()) {  // Speed: no record moves.
+  if (folders.empty()) {  // Speed: moves no record.
     folders.swap(document);
   }
   for (Json::Value& record : document) {
