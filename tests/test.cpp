@@ -57,9 +57,11 @@ void ExpectJournal(const std::string& file,
     found += call + "\n" + (changes.empty() ? "" : "  fails: " + changes.substr(2) + "\n");
     ++index;
   }
+  std::string results;
   for (const auto& [name, value] : usual.results) {
-    found += name + " " + value + "\n";
+    results += "; " + name + " " + value;
   }
+  found += "results: " + results.substr(2) + "\n";
   ExpectFile("journals/" + file, found);
 }
 

@@ -3,9 +3,9 @@
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { appendFileSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
+import { appendFileSync, existsSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
 import { request } from 'node:http';
-import { basename, dirname, join } from 'node:path';
+import { basename, join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
@@ -36,10 +36,15 @@ async function perform(action, parameters = {}) {
   return JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
 }
 
-// The process, as its folder in /proc, whose command line is the program, after such a start.
-const processOf = (start) => dirname(execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' }).trim());
+// The folder in /proc of the process whose command line is the program after such a start; empty if there is none.
+const processOf = (start) => execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' })
+  .trim().replace('/cmdline', '');
 
-const readLog = (name) => readFileSync(join(root, 'var/log', name), 'utf8');
+const readLog = (name) => readFileSync(join(buildFolder, name), 'utf8');
+
+async function until(holds) {
+  while (!holds()) await pause(50);
+}
 
 // Changes whenever a save has written or run something.
 const traces = () => ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) => readdirSync(join(root, folder)).map((name) => {
@@ -47,24 +52,17 @@ const traces = () => ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) =
   return `${name} ${ino} ${mtimeNs}`;
 }));
 
-const values = { share: 'tv', subpath: 'rec', pre_recording: 60, passwd: 'geheim', password_confirm: 'geheim', disable_dtv: 'yes' };
-
-test('a chain of requests stores, shows, repeats and refuses', async () => {
-  assert.deepEqual(await perform('save', values), { success: true });
-  await pause(500);
-  assert.deepEqual(['teskindex.log', 'teskvideometadatad.log', 'teskdtv.log'].map(readLog),
-    [`teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`, 'teskvideometadatad SIGUSR2\n', 'teskdtv.sh stop FORCE\n']);
+test('a save runs tool and script, signals the daemons, writes private files and logs to the server', async () => {
+  assert.deepEqual(await perform('save', { share: 'tv', subpath: 'rec', passwd: 'geheim', disable_dtv: 'yes' }), { success: true });
+  for (const name of ['teskindexd', 'teskvideoindexd', 'teskvideometadatad']) {
+    await until(() => existsSync(join(root, `var/log/${name}.log`)) && readLog(`root/var/log/${name}.log`) === `${name} SIGUSR2\n`);
+  }
+  assert.equal(readLog('root/var/log/teskindex.log'), `teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`);
+  assert.equal(readLog('root/var/log/teskdtv.log'), 'teskdtv.sh stop FORCE\n');
   assert.equal(statSync(join(root, 'var/packages/Cinquill/etc/stream.conf')).mode & 0o77, 0);
-
-  const states = traces();
-  assert.deepEqual(await perform('save', values), { success: true });
-  const refusal = await perform('save', { ...values, share: 'video', subpath: 'shows/tv', pre_recording: 1 });
-  assert.deepEqual(refusal.errinfo, { sec: 'error', key: 'error_duplicate_path' });
-  assert.match(readFileSync(join(buildFolder, 'server/error.log'), 'utf8'), /dtv_manage:\d+ record folder conflicts/);
-  await pause(500);
-  assert.deepEqual(traces(), states);
-  const { data } = await perform('load');
-  assert.deepEqual([data.dtv_destination, data.pre_recording, data.disable_dtv], ['/tv/rec', 60, true]);
+  const { errinfo } = await perform('save', { share: 'video', subpath: 'shows/tv' });
+  assert.deepEqual(errinfo, { sec: 'error', key: 'error_duplicate_path' });
+  assert.match(readLog('server/error.log'), /dtv_manage:\d+ record folder conflicts/);
 });
 
 test('what is refused, and the headers of every answer', async (t) => {
@@ -111,13 +109,14 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   t.after(held.release);
   const hangUp = new AbortController();
   const first = send({ body: 'action=save&share=photo&subpath=first&disable_dtv=no', signal: hangUp.signal });
-  while (!held.isHeld()) await pause(50);
+  await until(held.isHeld);
   hangUp.abort();
   await assert.rejects(first);
   const second = perform('save', { share: 'music', subpath: 'second', post_recording: 99 });
-  await pause(500);
-  assert.equal(readSettings('folder.conf').at(-1).path, '/photo/first');
+  await until(() => processOf('flock.*'));
   assert.doesNotMatch(readFileSync(join(processOf('flock.*'), 'environ'), 'utf8'), /AUTHORIZATION/);
+  await pause(300);
+  assert.equal(readSettings('folder.conf').at(-1).path, '/photo/first');
   held.release();
   assert.deepEqual(await second, { success: true });
   const { data } = await perform('load');
@@ -128,22 +127,22 @@ test('a tool that outlives its program keeps no request waiting', async (t) => {
   const held = hold(indexTool);
   t.after(held.release);
   const save = send({ body: 'action=save&share=photo&subpath=third' });
-  while (!held.isHeld()) await pause(50);
+  await until(held.isHeld);
   const running = processOf('');
   assert.match(readFileSync(join(running, 'limits'), 'utf8'), /core file size +0 +0 /);
   process.kill(basename(running));
   assert.equal((await save).status, 500);
-  const load = await send({ body: 'action=load', signal: AbortSignal.timeout(5000) }); // the tool takes longer
-  assert.match(load.text, /"dtv_destination":"\/photo\/third"/);
+  assert.equal((await perform('load')).data.dtv_destination, '/photo/third'); // while the tool still runs
 });
 
-test('a request that waits too long is answered with an error', async () => {
+test('a request that waits too long is answered with an error', async (t) => {
   const wrapper = join(buildFolder, 'server/one_at_a_time');
   writeFileSync(wrapper, readFileSync(wrapper, 'utf8').replace('--wait 30', '--wait 1'));
   const states = traces();
-  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'sleep', '3']);
-  await pause(300);
+  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat'], { stdio: ['pipe', 'pipe', 'inherit'] });
+  t.after(() => other.stdin.end());
+  other.stdin.write('locked');
+  await once(other.stdout, 'data');
   assert.equal((await send({ body: 'action=save&pre_recording=5' })).status, 500);
   assert.deepEqual(traces(), states);
-  await once(other, 'exit');
 });
