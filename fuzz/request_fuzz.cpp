@@ -4,10 +4,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
+#include <stdexcept>
 
 #include "platform/system_paths.h"
 #include "tests/harness.h"
@@ -22,10 +22,9 @@ namespace {
 namespace Paths = Cinquill::SystemPaths;
 
 // Ends the run, with the input as a finding, when `holds` is false.
-void Check(bool holds, const char* what) {
+void Check(bool holds, const std::string& what) {
   if (!holds) {
-    std::fprintf(stderr, "ERROR: does not hold: %s\n", what);
-    std::abort();
+    throw std::runtime_error("ERROR: does not hold: " + what);
   }
 }
 
@@ -46,7 +45,7 @@ Harness::Outcome Serve(const std::string& form, const std::vector<std::string>& 
   std::memcpy(__start___sancov_cntrs, copy, size);
   const Json::Value& answer = outcome.answer;
   const bool is_answer = answer.isObject() || outcome.text.rfind("400 ", 0) == 0;
-  Check(is_answer, ("one well-formed answer, not " + outcome.text).c_str());
+  Check(is_answer, "one well-formed answer, not " + outcome.text);
   const Json::Value data = answer.get("data", Json::Value());
   Check(data.isNull() || Harness::TakeWrites().empty(), "a load has no effect");
   Check(data.get("passwd", "24681357") == "24681357", "the password is not shown");

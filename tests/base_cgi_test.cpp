@@ -49,14 +49,11 @@ std::string Users(int offset, int limit) {
   return users + "total " + std::to_string(total);
 }
 
-auto OpenFiles() {
-  using Files = std::filesystem::directory_iterator;
-  return std::distance(Files("/proc/self/fd"), Files());
-}
-
 TEST(AppUsers, AreReturnedInPages) {
   MakeAccounts();
-  const auto open_files = OpenFiles();
+  using Files = std::filesystem::directory_iterator;
+  const auto open_files = [] { return std::distance(Files("/proc/self/fd"), Files()); };
+  const auto before = open_files();
   EXPECT_EQ(Users(0, -1), "u1 1000, u3 1003, total 2");
   EXPECT_EQ(Users(0, 1), "u1 1000, total 2");
   EXPECT_EQ(Users(1, 1), "u3 1003, total 2");
@@ -64,7 +61,7 @@ TEST(AppUsers, AreReturnedInPages) {
   EXPECT_EQ(Users(INT_MAX, INT_MAX), "total 2");
   EXPECT_EQ(Users(-2, 3), "u1 1000, total 2");
   EXPECT_EQ(Users(0, 0), "total 2");
-  EXPECT_EQ(OpenFiles(), open_files) << "every file is closed";
+  EXPECT_EQ(open_files(), before) << "every file is closed";
 }
 
 TEST(AppUsers, AreListedWithoutUsersThatCannotBeRead) {

@@ -53,7 +53,6 @@ std::string Logged(const std::string& journal) {
 std::string OutcomeOf(const std::string& verb, const Outcome& outcome, const std::string& expected,
                       const std::set<std::string>& written) {
   const Json::Value& answer = outcome.answer;
-  const bool is_failure = answer["success"] == false;
   const bool may_write = verb == "save" && !answer.isMember("errinfo");
   if (!may_write && !written.empty()) {
     return "writes " + *written.begin();
@@ -61,7 +60,7 @@ std::string OutcomeOf(const std::string& verb, const Outcome& outcome, const std
   if (verb == "post" || answer.isNull()) {
     return outcome.text;
   }
-  if (is_failure) {
+  if (answer["success"] == false) {
     return answer.isMember("errinfo") ? answer["errinfo"]["key"].asString() : "failed";
   }
   if (verb == "load") {
@@ -92,7 +91,8 @@ void Prepare(const std::string& file, const std::string& content) {
     std::filesystem::remove(file);
     std::filesystem::create_symlink(content.substr(3), file);
   } else {
-    WriteFile(file, Replaced(content, "\\\\n", "\n"));
+    const std::string text = Replaced(content, "DEEP", std::string(10000, '['));
+    WriteFile(file, Replaced(text, "\\\\n", "\n"));
   }
 }
 

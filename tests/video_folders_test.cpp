@@ -99,8 +99,7 @@ TEST(IndexQueue, HasTwoFilesOfEachForm) {
     WriteFile(file, "A:/v\n");
     StartJournal();
     EXPECT_TRUE(IsPathQueued("/v"));
-    const bool is_metadata = file == kMetadataQueue || file == kMetadataQueueTmp;
-    EXPECT_EQ(IsPathQueued("/"), is_metadata) << "only metadata lines count for their parents";
+    EXPECT_EQ(IsPathQueued("/"), std::string(file).find("metadata") != std::string::npos);
     EXPECT_EQ(Journal(), "") << "three missing files are no errors";
   }
 }
