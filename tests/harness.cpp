@@ -3,10 +3,13 @@
 #include <json/reader.h>
 #include <json/writer.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +27,9 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kRoot = Cinquill::SystemPaths::kRoot;
+
+// The time of files that were not written. Some file systems end in 2038.
+const fs::file_time_type kUnwritten{std::chrono::hours(-24 * 365 * 150)};
 
 // In memory, and shared with the processes that serve requests.
 const int journal = memfd_create("journal", 0);
@@ -67,6 +73,7 @@ std::string Content(int file) {
 // Nothing may leave the child: it would go on as the test program.
 [[noreturn]] void RunInChild(const std::vector<std::string>& variables,
                              const Handler& run) noexcept {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   clearenv();
   for (const std::string& variable : variables) {
     const std::size_t equals = variable.find('=');
@@ -75,13 +82,6 @@ std::string Content(int file) {
   dup2(input, STDIN_FILENO);
   dup2(output, STDOUT_FILENO);
   std::exit(run() ? EXIT_SUCCESS : EXIT_FAILURE);
-}
-
-// The exit status of a child, or the negative number of the signal that ended it.
-int WaitFor(pid_t child) {
-  int status = 0;
-  TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 // Returns Outcome::text.
@@ -135,7 +135,9 @@ Outcome Serve(const std::string& form, const std::vector<std::string>& variables
   if (child == 0) {
     RunInChild(all, run);
   }
-  const int status = WaitFor(child);
+  int status = 0;
+  TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
+  status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   const std::string text = Told(status, Content(output), !Journal().empty());
   return {text, text[0] == '{' ? Parse(text) : Json::Value(), Journal()};
 }
@@ -159,9 +161,9 @@ std::set<std::string> TakeWrites() {
   std::set<std::string> written;
   for (const auto& entry : fs::recursive_directory_iterator(kRoot)) {
     // A link may lead out of the root.
-    if (!entry.is_symlink() && entry.last_write_time() != fs::file_time_type()) {
+    if (!entry.is_symlink() && entry.last_write_time() != kUnwritten) {
       written.insert(entry.path().string().substr(kRoot.size()));
-      fs::last_write_time(entry, {});
+      fs::last_write_time(entry, kUnwritten);
     }
   }
   return written;

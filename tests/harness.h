@@ -1,6 +1,7 @@
 // Serves requests by the real handler on the stand-in, below the root of the build, and keeps a
-// journal of their calls. The linker puts wrappers (--wrap) around the platform's calls, the log,
-// popen(), fgets(), pclose() and system(). A wrapper notes the call, and then makes it or fails.
+// journal of their calls. The linker puts wrappers (--wrap) around most of the platform's calls,
+// the log, popen(), fgets(), pclose() and system(). A wrapper notes the call, and then makes it or
+// fails. tests/CMakeLists.txt lists the functions.
 #ifndef TESTS_HARNESS_H_
 #define TESTS_HARNESS_H_
 

@@ -5,13 +5,13 @@
 //   FILE CONTENT                                           the file gets the content
 //   FILE -> TARGET                                         the file becomes a link
 // Below a request stand, indented, the lines that it logs, and files with the content that they
-// have afterwards. In a step, \n stands for a line feed, NUL for a null character, and LARGE for
-// 16,380 letters. The outcomes:
+// have afterwards. In the content of a file, \n stands for a line feed and DEEP for 10,000 opening
+// brackets. In a form, NUL stands for a null character and LARGE for 16,380 letters. The outcomes:
 //   load   the named members of the data, as JSON
 //   save   none for a success, or "nothing written"
 //   post   the whole answer
 // A failure of load or save is the error key, or "failed". A request that is answered in another
-// form has the text of Harness::Outcome. Only a save may write, and not one that is refused.
+// form has the text of Harness::Outcome. Only a save that is not refused may write.
 #include <regex>
 #include <sstream>
 
@@ -41,19 +41,10 @@ std::string Shown(const Json::Value& data, const std::string& expected) {
   return Text(shown);
 }
 
-// The lines of the log in a journal, indented.
-std::string Logged(const std::string& journal) {
-  std::string logged;
-  for (const std::string& line : Lines(journal)) {
-    logged += line.rfind("syslog ", 0) == 0 ? "  " + line.substr(7) + "\n" : "";
-  }
-  return logged;
-}
-
 std::string OutcomeOf(const std::string& verb, const Outcome& outcome, const std::string& expected,
                       const std::set<std::string>& written) {
   const Json::Value& answer = outcome.answer;
-  const bool may_write = verb == "save" && !answer.isMember("errinfo");
+  const bool may_write = verb == "save" && answer.isObject() && !answer.isMember("errinfo");
   if (!may_write && !written.empty()) {
     return "writes " + *written.begin();
   }
@@ -66,7 +57,8 @@ std::string OutcomeOf(const std::string& verb, const Outcome& outcome, const std
   if (verb == "load") {
     return Shown(answer["data"], expected);
   }
-  return written.empty() ? "nothing written" : "";
+  const bool has_signalled = outcome.journal.find("Signal") != std::string::npos;
+  return written.empty() && !has_signalled ? "nothing written" : "";
 }
 
 // Serves the request of a step. Returns the step with its outcome, and the lines of the log.
@@ -83,17 +75,20 @@ std::string Served(const std::string& step, const std::string& expected) {
   TakeWrites();
   const Outcome outcome = Serve((verb == "post" ? "" : "action=" + verb + "&") + form, variables);
   const std::string told = OutcomeOf(verb, outcome, expected, TakeWrites());
-  return step + (told.empty() ? "" : " -> " + told) + "\n" + Logged(outcome.journal);
+  std::string served = step + (told.empty() ? "" : " -> " + told) + "\n";
+  for (const std::string& line : Lines(outcome.journal)) {
+    served += line.rfind("syslog ", 0) == 0 ? "  " + line.substr(7) + "\n" : "";
+  }
+  return served;
 }
 
 void Prepare(const std::string& file, const std::string& content) {
   if (content.rfind("-> ", 0) == 0) {
     std::filesystem::remove(file);
-    std::filesystem::create_symlink(content.substr(3), file);
-  } else {
-    const std::string text = Replaced(content, "DEEP", std::string(10000, '['));
-    WriteFile(file, Replaced(text, "\\\\n", "\n"));
+    return std::filesystem::create_symlink(content.substr(3), file);
   }
+  const std::string text = Replaced(content, "DEEP", std::string(10000, '['));
+  WriteFile(file, Replaced(text, "\\\\n", "\n"));
 }
 
 // Takes a step. Returns the lines that should stand in its place.
@@ -101,8 +96,9 @@ std::string Played(const std::string& line) {
   std::string word;
   std::istringstream(line) >> word;
   if (line[0] == ' ') {
-    const std::string content = IsFile(word) ? ReadFile(Path(word)) : "";
-    return IsFile(word) ? "  " + word + " " + Replaced(content, "\n", "\\n") + "\n" : "";
+    const bool exists = std::filesystem::exists(Path(word));
+    const std::string content = exists ? Replaced(ReadFile(Path(word)), "\n", "\\n") : "absent";
+    return IsFile(word) ? "  " + word + " " + content + "\n" : "";
   }
   if (IsFile(word)) {
     Prepare(Path(word), line.substr(word.size() + 1));

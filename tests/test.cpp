@@ -43,7 +43,7 @@ class FreshRoot : public testing::EmptyTestEventListener {
 void ExpectFile(const std::string& file, const std::string& found) {
   const std::string path = kRoot + "/found"s;
   WriteFile(path, found);
-  const std::string command = "diff -U0 -F '^[A-Z][a-z]* [a-z]' " TEXTS + file + " " + path;
+  const std::string command = "diff -U1 -F '^[A-Z][a-z]* [a-z]' " TEXTS + file + " " + path;
   EXPECT_EQ(std::system(command.c_str()), 0) << file;
 }
 

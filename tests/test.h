@@ -18,11 +18,8 @@ using namespace Cinquill;
 using namespace Cinquill::SystemPaths;
 using namespace std::string_literals;
 
-inline Json::Value Load() { return Serve("action=load").answer["data"]; }
-inline Outcome Save(const std::string& form) { return Serve("action=save&" + form); }
-
-// Compares a text with a file below tests/. Prints the lines that differ, "-" expected and "+"
-// found, below the sentence of their scenario.
+// Compares a text with a file below tests/. Prints the lines that differ ("-" expected, "+" found)
+// between their neighbours, and the beginning of their scenario's sentence.
 void ExpectFile(const std::string& file, const std::string& found);
 
 // What a sequence of calls has done: its journal, and its results by name.

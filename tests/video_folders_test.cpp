@@ -5,7 +5,7 @@
 
 namespace Harness {
 
-const char* const kLibraries = R"([{"id":0,"library_id":"7","section":"tv_record"},
+const char* const kLibraries = R"([{"id":0,"library_id":"0","section":"tv_record"},
     {"id":1,"section":"movie"}, {"id":2,"section":"tv_record"},
     {"id":3,"library_id":"","section":"tv_record"}, {"id":4,"section":["tv_record"]}])";
 
@@ -21,7 +21,7 @@ std::string Filtered(const std::string& section, const std::string& library_id, 
 TEST(FolderList, IsFilteredBySectionAndLibrary) {
   EXPECT_EQ(Filtered("tv_record", "", false), "2 3 ");
   EXPECT_EQ(Filtered("tv_record", "", true), "0 1 4 ");
-  EXPECT_EQ(Filtered("tv_record", "7", false), "0 ");
+  EXPECT_EQ(Filtered("tv_record", "0", false), "0 ");
   EXPECT_EQ(Filtered("", "", false), "");
   EXPECT_EQ(Text(FilterFolders(Parse(kLibraries), "", "", true)), "[]") << "no section, no records";
   EXPECT_EQ(Text(GetRecordFolder(Parse(kLibraries))), R"({"id":2,"section":"tv_record"})");
@@ -33,6 +33,9 @@ TEST(FolderList, MatchesShareAndSubpathExactly) {
       {"share":"video","subpath":"tv"}, {"more":1}])");
   EXPECT_TRUE(HasFolder(folders, "", "")) << "missing members read as empty";
   RemoveFolder(folders, "video", "tv");
+  Json::Value none;
+  RemoveFolder(none, "", "");
+  EXPECT_EQ(Text(none), "[]");
   EXPECT_FALSE(HasFolder(folders, "video", "tv"));
   EXPECT_EQ(Text(folders), R"([{"share":"video","subpath":"tv/"},{"share":"Video","subpath":"tv"},)"
                            R"({"more":1}])");
@@ -74,11 +77,11 @@ TEST(IndexQueue, IsReadInTwoForms) {
   for (const char* line : {"Cinquill:1:A:/v\n", "Cinquill 1 R /v\n"}) {
     EXPECT_EQ(Hits(line), "indexing ") << line;
   }
-  for (const char* line : {"a:/v\n", "D:/v\n", "A:/v/film\n", "/v\n"}) {
+  for (const char* line : {"a:/v\n", "U:/v\n", "A:/v/film\n", "/v\n"}) {
     EXPECT_EQ(Hits(line), "metadata") << line;
   }
   // Without an end, with "u", with white space, with a wrong flag, operation or package.
-  for (const char* line : {"A:/v", "u:/v\n", " A:/v\n", "A: /v\n", "A:/v \n", "Cinquill:0:A:/v\n",
+  for (const char* line : {"A:/v", "u:/v\n", " A:/v\n", "A: /v\n", "A:/v \n", "Cinquill:2:A:/v\n",
                            "Cinquill:1:D:/v\n", "cinquill:1:A:/v\n"}) {
     EXPECT_EQ(Hits(line), "") << line;
   }
