@@ -1,6 +1,5 @@
-// Serves any request over any settings files, without starting a program. An input has these parts,
-// separated by "~": query, body, origin, folder.conf, record.conf, stream.conf, dtv_setting.conf,
-// and what the probe prints.
+// Serves any request over any settings files. An input has these parts, separated by "~": query,
+// body, origin, folder.conf, record.conf, stream.conf, dtv_setting.conf, and what the probe prints.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -64,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   Harness::WriteFile(Paths::kRecordConf, parts[4]);
   Harness::WriteFile(Paths::kStreamConf, parts[5]);
   Harness::WriteFile(Paths::kDTVSettingConf, parts[6]);
-  Harness::probe_output = parts[7];
+  Harness::WriteFile(std::string(Paths::kRoot) + "/probe", parts[7]);
   Serve(parts[1], {"QUERY_STRING=" + parts[0], "HTTP_ORIGIN=" + parts[2]});
   if (!Harness::TakeWrites().empty()) {
     Check(Serve("action=load", {}).answer["success"] == true, "a load succeeds after a save");

@@ -8,7 +8,6 @@
 #include <json/value.h>
 
 #include <functional>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -44,9 +43,6 @@ bool RunDTVManage();
 // process-wide. An exception ends that process with a message on standard error.
 Outcome Serve(const std::string& form, const std::vector<std::string>& variables = {},
               int failing_call = -1, const Handler& run = RunDTVManage);
-
-// When it is set, no program is started: the probe prints this text, and the others succeed.
-extern std::optional<std::string> probe_output;
 
 // Replaces the root by a copy of the skeleton.
 void ResetRoot();
