@@ -1,9 +1,11 @@
 // Talks to the settings program on the appliance.
 
-const LIMIT = 100_000; // milliseconds; the server gives up after 90 seconds
+const LIMIT = 75_000; // milliseconds; the server gives up after 60 seconds
 
-// Why there is no proper answer, by the name of the error.
-const REASONS = { TimeoutError: 'no_answer', SyntaxError: 'unreadable' };
+// Why there is no proper answer, by the name of the error or the status.
+const REASONS = {
+  TimeoutError: 'no_answer', SyntaxError: 'unreadable', 401: 'signed_out', 403: 'signed_out', 500: 'busy', 504: 'too_slow',
+};
 
 // A request that did not succeed. `key` says why: the program's own error key, which it has for some
 // refusals only, or one of this page's.
@@ -18,9 +20,9 @@ export async function request(action, parameters = {}) {
   const body = new URLSearchParams({ action, ...parameters });
   const fail = ({ name }) => { throw new Failure(REASONS[name] ?? 'unreachable'); };
   const response = await fetch('/dtv_manage.cgi', { method: 'POST', body, signal: AbortSignal.timeout(LIMIT) }).catch(fail);
-  if (response.status === 401 || response.status === 403) throw new Failure('signed_out');
+  if (REASONS[response.status]) throw new Failure(REASONS[response.status]);
   const answer = await response.json().catch(fail);
-  if (typeof answer?.success !== 'boolean') throw new Failure('unreadable');
-  if (!answer.success) throw new Failure(answer.errinfo?.key);
+  if (answer?.success === false) throw new Failure(answer.errinfo?.key);
+  if (answer?.success !== true || (action === 'load' && !answer.data)) throw new Failure('unreadable');
   return answer.data;
 }

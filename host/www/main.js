@@ -2,38 +2,49 @@
 
 import { request } from './api.js';
 import {
-  applies, destination, doubtsAfterSave, doubtsNow, duration, effective, formFrom, merge, outcomeOf, problemsOf,
-  saveParameters,
+  applies, destination, duration, effective, FIELDS, formFrom, isPassword, merge, possiblyIneffective, problemsOf,
+  refusedFields, REFUSALS, saveParameters, unreadableSteps,
 } from './settings.js';
-import { errorText, language, languages, text } from './texts.js';
+import { errorText, language, text, texts } from './texts.js';
 
 const element = (id) => document.getElementById(id);
-const inputs = [...document.querySelectorAll('input')];
+const inputs = Object.keys(FIELDS).map(element);
 
 const SLOW = 5_000; // milliseconds, after which the bar says that this can take longer
-const URGENT = ['invalid', 'contested', 'failed', 'doubtful'];
+const SETTLE = 300; // milliseconds; a save of another session that has loaded before this one may follow it
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
-const NOTHING_STORED = ['signed_out', 'error_privilege_not_enough', 'error_duplicate_path'];
+// The urgent phases, with the fields that need attention then.
+const URGENT = {
+  invalid: () => [...shownProblems().keys()],
+  contested: () => Object.keys(changedElsewhere),
+  unreadable: () => Object.keys(FIELDS).filter(isUnreadable),
+  lost: () => [],
+  failed: () => Object.keys(ineffective),
+  noticed: () => Object.keys(ineffective),
+};
 
 let phase = ''; // what the bar at the end says, by the name of its text
 let stored = null; // the form as the appliance stored it when it was last asked; null until the first answer
-let attempt = null; // the form before a save without a clear answer, and what that sent
-let theirs = []; // the fields that were changed elsewhere, until the next save or discard
-let doubts = { ...history.state?.dtvDoubts }; // what failed saves have left half done; a reload keeps it
-let overlapping = false; // the folder was refused because of another library
+let attempt = null; // the form before a save, and what that sent, until a load shows what it has done
+let refusal = null; // the key of the last save's refusal, and what was sent
+let unreadable = {}; // the steps that the last load could not read
+let hasAskedToCheck = false; // whether a save was stopped because of them
+let changedElsewhere = {}; // what `merge` has found, until the next save or discard
+let ineffective = { ...history.state?.dtvIneffective }; // what failed saves have left; a reload keeps it
 const checked = new Set(); // the fields whose problems are shown: those that were left, after Save all
 
 const isBusy = () => phase === 'loading' || phase === 'saving';
+const isAny = (found) => Object.keys(found).length > 0;
 const editedForm = () => effective(readForm(), stored);
 const unsaved = () => inputs.filter(({ id }) => editedForm()[id] !== stored[id]);
+const isUnreadable = (id) => Object.values(unreadable).includes(FIELDS[id].step) && !isPassword(id);
 const hasChanges = () => stored !== null && (attempt !== null || unsaved().length > 0);
 
-function readForm() {
-  return Object.fromEntries(inputs.map((input) => [input.id, input.type === 'checkbox' ? input.checked : input.value]));
-}
+const valueOf = ({ type }) => (type === 'checkbox' ? 'checked' : 'value');
+const readForm = () => Object.fromEntries(inputs.map((input) => [input.id, input[valueOf(input)]]));
 
 function writeForm(form) {
-  for (const input of inputs) input[input.type === 'checkbox' ? 'checked' : 'value'] = form[input.id];
+  for (const input of inputs) input[valueOf(input)] = form[input.id];
   showPasswords(false);
 }
 
@@ -42,9 +53,12 @@ function showPasswords(visible) {
   element('reveal').textContent = text(visible ? 'hide_password' : 'show_password');
 }
 
+// The sentences about what can't be saved, by field.
 function shownProblems() {
-  const refused = overlapping ? [['share', 'error_duplicate_path']] : [];
-  return new Map([...problemsOf(editedForm(), stored), ...refused].filter(([id]) => checked.has(id)));
+  const form = editedForm();
+  const problems = problemsOf(form, stored).filter(([id]) => checked.has(id)).map(([id, name]) => [id, text(name)]);
+  const refused = refusal ? refusedFields(refusal, form) : [];
+  return new Map([...problems, ...refused.map((id) => [id, errorText(refusal.key, destination(form))])]);
 }
 
 // Live regions speak whenever their text is set, so it is set only when it differs.
@@ -56,7 +70,7 @@ function setText(id, ...sentences) {
 function say(newPhase, ...sentences) {
   phase = newPhase;
   element('bar').dataset.phase = phase;
-  const isUrgent = URGENT.includes(phase);
+  const isUrgent = Object.hasOwn(URGENT, phase);
   setText('status', ...(isUrgent ? [] : sentences));
   setText('alert', ...(isUrgent ? sentences : []));
   refresh();
@@ -64,11 +78,8 @@ function say(newPhase, ...sentences) {
 
 const sayPhase = (name, ...more) => say(name, name && text(name), ...more);
 
-// Answers the first field that needs correcting.
 function sayInvalid() {
-  const found = shownProblems();
-  say('invalid', text(found.size === 1 ? 'invalid_one' : 'invalid', found.size));
-  return inputs.find(({ id }) => found.has(id));
+  say('invalid', text('invalid', shownProblems().size));
 }
 
 function refresh() {
@@ -76,10 +87,9 @@ function refresh() {
   element('fields').hidden = !known;
   element('fields').disabled = isBusy();
   element('retry').hidden = known || isBusy();
-  element('discard').hidden = !hasChanges();
-  element('discard').disabled = isBusy();
-  element('save').hidden = !known;
-  element('save').disabled = isBusy() || !(hasChanges() || phase === 'failed');
+  for (const id of ['save', 'discard']) element(id).hidden = !known;
+  element('save').disabled = isBusy() || !(hasChanges() || phase === 'failed' || isAny(unreadable));
+  element('discard').disabled = isBusy() || !hasChanges();
   if (known) refreshFields();
 }
 
@@ -88,115 +98,112 @@ function refreshFields() {
   const found = shownProblems();
   for (const input of inputs) {
     const { id } = input;
-    const isMentioned = doubts[id]?.certain === false;
+    const { kind, acts } = FIELDS[id];
     input.disabled = !applies(id, form);
     input.setAttribute('aria-invalid', found.has(id));
     element(`${id}-mark`).hidden = form[id] === stored[id];
-    setText(`${id}-remark`, found.has(id) && text(found.get(id)), news(id, form), isMentioned && text(`${id}_mention`));
-  }
-  for (const id of ['pre_recording', 'post_recording']) setText(`${id}-unit`, text('seconds'), duration(form[id]));
-  for (const id of ['share', 'dtv_service']) {
-    setText(`${id}-doubt`, doubts[id]?.certain && text(`${id}_doubt`, destination(doubts[id].part)));
+    setText(`${id}-remark`, found.get(id), elsewhereRemark(id, form), isUnreadable(id) && text('unread'));
+    if (kind === 'seconds') setText(`${id}-unit`, text('seconds'), duration(form[id]));
+    if (acts) setText(`${id}-notice`, ineffective[id] && text(`${id}_ineffective`, destination(ineffective[id])));
   }
   const old = destination(stored);
   const folder = found.has('share') || found.has('subpath') ? '' : destination(form);
   setText('destination', folder);
   setText('moving', old && folder && folder !== old && text('moving', old));
+  setText('unreadable', isAny(unreadable) && text('unreadable_notice'));
   element('passwd-hint').hidden = !stored.account;
   element('reveal').disabled = element('passwd').disabled;
 }
 
-// What has become of a field elsewhere.
-function news(id, form) {
-  if (!theirs.includes(id)) return '';
-  if (form[id] === stored[id]) return text('changed');
+// The remark for a field that another session changed.
+function elsewhereRemark(id, form) {
+  const name = changedElsewhere[id];
+  if (name !== 'changed' || form[id] === stored[id]) return name && text(name);
   const value = typeof stored[id] === 'boolean' ? text(stored[id] ? 'on' : 'off') : stored[id] || text('nothing');
   return text('changed_to', value);
 }
 
-// Asks what is stored, which also tells what a save without a clear answer has done.
-async function ask() {
-  const merged = take(await request('load'));
-  theirs = [...theirs, ...merged.theirs];
-  return merged;
-}
+const loadAndMerge = async () => mergeLoaded(await request('load'));
 
-// Takes over what was changed elsewhere. Answers what `merge` answers.
-function take(data) {
-  const now = formFrom(data);
-  const merged = stored === null ? { taken: now, theirs: [] } : merge(editedForm(), stored, now, attempt);
-  doubts = doubtsNow(doubts, attempt, now);
-  history.replaceState({ ...history.state, dtvDoubts: doubts }, '');
+// Takes over and marks what was changed elsewhere. Returns the result of merge().
+function mergeLoaded(data) {
+  const { hidden } = unreadable;
+  unreadable = unreadableSteps(data);
+  const now = formFrom(data, stored);
+  const merged = stored === null ? { taken: now, elsewhere: {} }
+    : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
+  ineffective = possiblyIneffective(ineffective, attempt, now);
+  history.replaceState({ ...history.state, dtvIneffective: ineffective }, '');
+  changedElsewhere = { ...changedElsewhere, ...merged.elsewhere };
+  hasAskedToCheck &&= isAny(unreadable);
   setText('conflict', data.DVB_conflict && text('conflict'));
   stored = now;
   attempt = null;
+  checked.clear();
   writeForm({ ...readForm(), ...merged.taken });
   return merged;
 }
 
-function show(form) {
-  stored = form;
-  checked.clear();
-  writeForm(form);
-}
-
 const load = (end) => run('loading', async () => {
-  await ask();
-  overlapping = false;
-  theirs = [];
-  show(stored);
+  await loadAndMerge();
+  [refusal, hasAskedToCheck, changedElsewhere] = [null, false, {}];
+  writeForm(stored);
   sayPhase(end);
 });
 
-// Answers the field that needs attention, if one does.
 async function save() {
-  overlapping = false;
+  refusal = null;
   for (const { id } of inputs) checked.add(id);
   if (shownProblems().size > 0) return sayInvalid();
-  const merged = await ask();
-  theirs = merged.theirs;
-  if (merged.contested) {
-    sayPhase('contested');
-    return unsaved().find(({ id }) => theirs.includes(id));
-  }
-  await send(editedForm());
-  return saySaved();
+  const data = await request('load');
+  changedElsewhere = {};
+  if (mergeLoaded(data).contested) return say('contested', text(hasChanges() ? 'contested' : 'void'));
+  if (!isAny(unreadable) || hasAskedToCheck) return send(editedForm());
+  hasAskedToCheck = true;
+  return sayPhase('unreadable');
 }
 
-async function send(form) {
-  const tried = { before: stored, sent: form };
-  attempt = tried;
+// Only the load after the save shows what is stored.
+async function send(sent) {
+  attempt = { before: stored, sent };
+  let failure;
   try {
-    await request('save', saveParameters(form, stored));
+    await request('save', saveParameters(sent, stored));
+    attempt.hasSucceeded = true;
   } catch (error) {
-    if (NOTHING_STORED.includes(error.key)) attempt = null;
-    else if (error.key !== 'no_answer') error.outcome = await ask().then(() => outcomeOf(tried, stored), console.error);
-    throw error;
+    if (Object.hasOwn(REFUSALS, error.key)) [attempt, refusal] = [null, { key: error.key, sent }];
+    if (shownProblems().size > 0) return sayInvalid();
+    if (refusal || error.key === 'no_answer') throw error;
+    failure = error;
   }
-  attempt = null;
-  doubts = doubtsAfterSave(doubts);
-  show({ ...form, passwd: '', password_confirm: '' });
+  await new Promise((resolve) => { setTimeout(resolve, SETTLE); });
+  await loadAndMerge().catch((error) => { throw failure ?? error; });
+  return failure ? sayFailed(failure, ...outcome('all_stored')) : saySucceeded();
 }
 
-// Loads once more, for what was changed elsewhere between the question and the save.
-async function saySaved() {
-  try {
-    await ask();
-  } catch (error) {
-    console.error(error);
-    return say('doubtful', text('saved'), text('not_loaded'));
-  }
-  return sayPhase(Object.keys(doubts).length > 0 ? 'doubtful' : 'saved', theirs.length > 0 && text('news'));
+// What is not stored as sent was lost to another session. A password is not seen in a load; it is lost, too,
+// where its file can't be read.
+function saySucceeded() {
+  if (!isAny(unreadable) && unsaved().every(({ id }) => isPassword(id))) writeForm(stored);
+  if (hasChanges()) say('lost', !isAny(unreadable) && text('lost'), ...outcome());
+  else say(isAny(unreadable) || isAny(ineffective) ? 'noticed' : 'saved', ...outcome('saved'));
 }
 
-// Answers the field that the program may have failed at.
-function showFailure(error) {
+// Returns the sentences for what a load after a save has shown.
+function outcome(allStored) {
+  const passwords = unsaved().filter(({ id }) => isPassword(id));
+  return [
+    unsaved().length === 0 && allStored,
+    unsaved().length > passwords.length && 'not_stored',
+    isAny(passwords) && 'password_unknown',
+    isAny(ineffective) && 'ineffective',
+    isAny(changedElsewhere) && 'news',
+  ].filter(Boolean).map((name) => text(name));
+}
+
+function sayFailed(error, ...sentences) {
   console.error(error);
-  overlapping = error.key === 'error_duplicate_path';
-  if (overlapping) return sayInvalid();
-  const outcome = error.outcome ?? (attempt ? 'outcome_unknown' : NOT_DONE[phase]);
-  say('failed', errorText(error.key), text(outcome), theirs.length > 0 && text('news'));
-  return error.key === undefined ? unsaved()[0] ?? element(Object.keys(doubts)[0]) : undefined;
+  say('failed', errorText(error.key), ...sentences);
 }
 
 // Locks the form during the work. A locked control loses the focus, so the messages have it meanwhile, and
@@ -206,24 +213,27 @@ async function run(progress, work) {
   sayPhase(progress);
   if (focused !== document.body) element('messages').focus({ preventScroll: true });
   const slow = setTimeout(() => sayPhase(progress, text('slow')), SLOW);
-  const field = await work().catch(showFailure);
+  await work().catch((error) => sayFailed(error, text(attempt ? 'outcome_unknown' : NOT_DONE[phase])));
   clearTimeout(slow);
+  const needsAttention = URGENT[phase]?.() ?? [];
+  const field = inputs.find(({ id, disabled }) => needsAttention.includes(id) && !disabled);
   if (field) {
     field.focus();
-    element(`${field.id}-doubt`)?.scrollIntoView({ block: 'nearest' });
+    element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
   } else {
     (focused.matches(':disabled, [hidden]') ? element('messages') : focused).focus({ preventScroll: true });
   }
 }
 
 // A tab that comes back to the front shows what is stored now, unless it has changes to lose.
-async function follow() {
+async function refreshIdleTab() {
   const shown = stored;
   const isIdle = () => shown !== null && stored === shown && !document.hidden && !isBusy() && !hasChanges();
   if (!isIdle()) return;
   const data = await request('load');
-  if (isIdle()) take(data);
-  refresh();
+  if (!isIdle()) return;
+  if (isAny(mergeLoaded(data).elsewhere)) sayPhase('news');
+  else refresh();
 }
 
 // Shows the problems of fields that were left. Their sentences move what is below, so a click that leaves a
@@ -232,17 +242,25 @@ function check() {
   if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0) sayInvalid();
 }
 
-// Gives an input its title with a mark, its hint, and a place for remarks.
-function equip(input) {
+// Scrolls to a clicked field that the bar covers.
+function uncover({ target }) {
+  const isCovered = target.getBoundingClientRect().bottom > element('bar').getBoundingClientRect().top;
+  if (target.matches('.card input') && isCovered) target.scrollIntoView({ block: 'center' });
+}
+
+// Gives an input its title with a mark, its unit and hint, and places for a remark and a notice.
+function addLabels(input) {
   const { id } = input;
-  const part = (kind, className, textContent) =>
-    Object.assign(document.createElement(kind), { id: `${id}-${className}`, className, textContent });
+  const part = (tag, className, textContent = '') =>
+    Object.assign(document.createElement(tag), { id: `${id}-${className}`, className, textContent });
   const title = part('b', 'title', `${text(id)} `);
   title.append(part('mark', 'mark', text('mark')));
   input.before(title);
-  input.parentElement.append(part('small', 'hint', languages[language][`${id}_hint`] ?? ''), part('small', 'remark', ''));
+  if (FIELDS[id].kind === 'seconds') input.after(part('span', 'unit'));
+  input.parentElement.append(part('small', 'hint', texts[`${id}_hint`]), part('small', 'remark'));
+  if (FIELDS[id].acts) input.closest('.card').append(Object.assign(part('p', 'notice'), { role: 'status' }));
   input.setAttribute('aria-labelledby', title.id);
-  const describing = ['unit', 'hint', 'remark', 'doubt'].map((name) => `${id}-${name}`).filter(element);
+  const describing = ['unit', 'hint', 'remark', 'notice'].map((name) => `${id}-${name}`).filter(element);
   input.setAttribute('aria-describedby', describing.join(' '));
 }
 
@@ -250,30 +268,26 @@ element('settings').addEventListener('submit', (event) => {
   event.preventDefault();
   run('saving', save);
 });
-
-element('settings').addEventListener('input', ({ target }) => {
-  if (['share', 'subpath'].includes(target.id)) overlapping = false;
+element('settings').addEventListener('input', () => {
   if (shownProblems().size > 0) sayInvalid();
   else sayPhase(hasChanges() ? 'unsaved' : '');
 });
-
 element('settings').addEventListener('focusout', ({ target }) => {
   checked.add(target.id);
   check();
 });
-
 element('retry').addEventListener('click', () => load('loaded'));
 element('discard').addEventListener('click', () => load('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
-
 addEventListener('click', check);
-document.addEventListener('visibilitychange', () => follow().catch(console.error));
+addEventListener('click', uncover);
+document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));
 addEventListener('beforeunload', (event) => {
   if (hasChanges()) event.preventDefault();
 });
 
 document.documentElement.lang = language;
 for (const shown of document.querySelectorAll('[data-text]')) shown.textContent = text(shown.dataset.text);
-inputs.forEach(equip);
+inputs.forEach(addLabels);
 element('settings').hidden = false;
 load('');

@@ -1,76 +1,108 @@
-// The settings as the form holds them: text for every field, true or false for every choice, under
-// the names that the program uses when it saves. Only the DTV service is turned round: the program
-// asks whether it is switched off, the form whether it runs.
+// The settings as the form holds them: text for every field, true or false for every flag, under the
+// names that the program uses when it saves. Only the DTV service is turned round: the program asks
+// whether it is switched off, the form whether it runs.
 
 // What the program takes for "keep the stored password".
 const RESERVED_PASSWORDS = ['24681357', '75318642'];
 
-// A field applies only while the choice or text it belongs to is set.
-const BELONGS_TO = {
-  subpath: 'share',
-  account: 'enableauth',
-  passwd: 'enableauth',
-  password_confirm: 'enableauth',
-  streaming_limit: 'enable_viewer_limit',
-};
-
 const isEmpty = (text) => text === '';
 const isDots = (name) => name === '.' || name === '..';
-const hasControlCharacter = (text) => /\p{Cc}/u.test(text);
 const isWhole = (text) => /^-?\d+$/.test(text);
+// A zero-width joiner and non-joiner belong to some scripts.
+const hasInvisible = (text) => /(?![\u200c\u200d])[\p{Cc}\p{Cf}\p{Cs}\p{Zl}\p{Zp}]/u.test(text);
 
 const NUMBER_MISTAKES = {
   number_not_whole: (text) => !isWhole(text),
   number_too_large: (text) => Number(text) >= 2 ** 31,
 };
-const TIME_MISTAKES = { ...NUMBER_MISTAKES, time_negative: (text) => Number(text) < 0 };
-const LIMIT_MISTAKES = { ...NUMBER_MISTAKES, limit_below_one: (text) => Number(text) < 1 };
 
-// What newly typed text must not be, by field and by the name of the sentence that says so.
+// What newly typed text of a kind must not be, by the name of the sentence that says so.
 const MISTAKES = {
-  share: {
-    share_cleared: isEmpty,
-    share_slash: (text) => text.includes('/'),
-    folder_dots: isDots,
-    folder_control: hasControlCharacter,
-  },
-  subpath: {
-    subpath_slash: (text) => text.startsWith('/') || text.endsWith('/'),
-    subpath_gap: (text) => text.includes('//'),
-    folder_dots: (text) => text.split('/').some(isDots),
-    folder_control: hasControlCharacter,
-  },
-  pre_recording: TIME_MISTAKES,
-  post_recording: TIME_MISTAKES,
-  account: { account_cleared: isEmpty },
-  passwd: { password_reserved: (text) => RESERVED_PASSWORDS.includes(text) },
-  streaming_limit: LIMIT_MISTAKES,
+  text: { invisible: hasInvisible },
+  number: NUMBER_MISTAKES,
+  seconds: { ...NUMBER_MISTAKES, time_negative: (text) => Number(text) < 0 },
 };
 
-// The program's steps in their order, each with the units that it stores. The fields of a unit mean
-// something only together, so a merge takes all of them from one side.
-const STEPS = [
-  [['share', 'subpath']],
-  [['closestreaming'], ['pre_recording'], ['post_recording']],
-  [['enableauth', 'account'], ['passwd', 'password_confirm'], ['enable_viewer_limit'], ['streaming_limit']],
-  [['dtv_service']],
-];
-const UNITS = STEPS.flat();
+// Every field, by its name in the page:
+//   kind       how it is shown, stored and checked
+//   step       the step of a save that stores it
+//   unit       the first of several fields that mean something only together: a merge takes all of them
+//              from one side
+//   belongsTo  the flag or text without which the field does not apply
+//   not        further mistakes
+//   acts       storing it is not all that the appliance does: it sets up a folder, stops a service
+export const FIELDS = {
+  dtv_service: { kind: 'flag', step: 'switch', acts: true },
+  share: {
+    kind: 'text', step: 'destination', acts: true,
+    not: { share_cleared: isEmpty, share_slash: (text) => text.includes('/'), folder_dots: isDots },
+  },
+  subpath: {
+    kind: 'text', step: 'destination', unit: 'share', belongsTo: 'share',
+    not: {
+      subpath_slash: (text) => /^\/|\/\/|\/$/.test(text),
+      folder_dots: (text) => text.split('/').some(isDots),
+    },
+  },
+  closestreaming: { kind: 'flag', step: 'recording' },
+  pre_recording: { kind: 'seconds', step: 'recording' },
+  post_recording: { kind: 'seconds', step: 'recording' },
+  enableauth: { kind: 'flag', step: 'streaming' },
+  account: {
+    kind: 'text', step: 'streaming', unit: 'enableauth', belongsTo: 'enableauth', not: { account_missing: isEmpty },
+  },
+  passwd: {
+    kind: 'password', step: 'streaming', belongsTo: 'enableauth',
+    not: { password_reserved: (text) => RESERVED_PASSWORDS.includes(text) },
+  },
+  password_confirm: { kind: 'password', step: 'streaming', unit: 'passwd', belongsTo: 'enableauth' },
+  enable_viewer_limit: { kind: 'flag', step: 'streaming' },
+  streaming_limit: {
+    kind: 'number', step: 'streaming', belongsTo: 'enable_viewer_limit',
+    not: { limit_below_one: (text) => Number(text) < 1 },
+  },
+};
 
-export function formFrom(data) {
-  return {
-    ...splitDestination(oneLine(data.dtv_destination)),
-    closestreaming: data.closestreaming,
-    pre_recording: String(data.pre_recording),
-    post_recording: String(data.post_recording),
-    enableauth: data.enableauth,
-    account: oneLine(data.account),
-    passwd: '',
-    password_confirm: '',
-    enable_viewer_limit: data.enable_viewer_limit,
-    streaming_limit: String(data.streaming_limit),
-    dtv_service: !data.disable_dtv,
-  };
+// The keys of failures after which nothing is stored, with the fields that they are about.
+export const REFUSALS = {
+  signed_out: [],
+  error_privilege_not_enough: [],
+  error_duplicate_path: ['share'],
+};
+
+const NEW_DEVICE = {
+  closestreaming: false, pre_recording: 180, post_recording: 120,
+  enableauth: false, account: '', enable_viewer_limit: false, streaming_limit: 1,
+};
+
+const NAMES = Object.keys(FIELDS);
+const ofStep = (step) => NAMES.filter((name) => FIELDS[name].step === step);
+const unitOf = (name) => NAMES.filter((other) => other === name || FIELDS[other].unit === name);
+const UNITS = NAMES.filter((name) => !FIELDS[name].unit).map(unitOf);
+
+export const isPassword = (name) => FIELDS[name].kind === 'password';
+
+const pick = (names, form) => Object.fromEntries(names.map((name) => [name, form[name]]));
+const differ = (form, other, names) => names.some((name) => form[name] !== other[name]);
+
+// The form for what a load has returned. Where that hides what is stored, the form keeps what was `shown`, if it
+// was; where nothing is stored, it has the values of a new device.
+export function formFrom(data, shown) {
+  const { hidden, gone } = unreadableSteps(data);
+  const folder = splitDestination(oneLine(data.dtv_destination));
+  const values = { ...data, ...pick(ofStep(gone), NEW_DEVICE), ...folder, dtv_service: !data.disable_dtv };
+  const convert = { flag: Boolean, text: oneLine, number: oneLine, seconds: oneLine, password: () => '' };
+  const form = Object.fromEntries(NAMES.map((name) => [name, convert[FIELDS[name].kind](values[name])]));
+  return { ...form, ...(shown && pick(ofStep(hidden), shown)) };
+}
+
+// Where only one of the files with the recording options and the streaming access can be read, a load shows
+// neither: the settings of the other file are `gone`, and for those of this one, now `hidden`, it shows defaults.
+export function unreadableSteps(data) {
+  const hasDefaultTimes = !differ(data, NEW_DEVICE, ofStep('recording'));
+  if (!('passwd' in data)) return hasDefaultTimes ? {} : { hidden: 'streaming', gone: 'recording' };
+  const hasAccess = data.enableauth || data.account !== null || data.enable_viewer_limit || data.streaming_limit !== 0;
+  return hasDefaultTimes && !hasAccess ? { hidden: 'recording', gone: 'streaming' } : {};
 }
 
 function splitDestination(destination) {
@@ -85,10 +117,7 @@ function oneLine(value) {
   return text.replace(/[\r\n]/g, '');
 }
 
-export function destination({ share, subpath }) {
-  if (!share) return '';
-  return subpath ? `/${share}/${subpath}` : `/${share}`;
-}
+export const destination = ({ share = '', subpath }) => share && (subpath ? `/${share}/${subpath}` : `/${share}`);
 
 // 5430 is "= 1 h 30 min 30 s". Nothing for what is no whole number of seconds, or too large.
 export function duration(text) {
@@ -99,34 +128,29 @@ export function duration(text) {
   return words.length > 0 ? `=\u00a0${words.join('\u00a0')}` : '';
 }
 
-export function applies(name, form) {
-  return !Object.hasOwn(BELONGS_TO, name) || Boolean(form[BELONGS_TO[name]]);
-}
+export const applies = (name, form) => !FIELDS[name].belongsTo || Boolean(form[FIELDS[name].belongsTo]);
 
 // The form as it would be saved. What was typed into a field that does not apply has no effect.
 export function effective(typed, stored) {
-  const names = Object.keys(typed);
-  const form = Object.fromEntries(names.map((name) => [name, tidy(name, typed[name], stored[name])]));
-  return Object.fromEntries(names.map((name) => [name, (applies(name, form) ? form : stored)[name]]));
+  const form = Object.fromEntries(NAMES.map((name) => [name, tidy(name, typed[name], stored[name])]));
+  return Object.fromEntries(NAMES.map((name) => [name, (applies(name, form) ? form : stored)[name]]));
 }
 
 // New text without blanks around it, and numbers in the form that a load shows them in.
 function tidy(name, value, stored) {
-  if (value === stored || typeof value === 'boolean' || ['passwd', 'password_confirm'].includes(name)) return value;
+  const { kind } = FIELDS[name];
+  if (value === stored || kind === 'flag' || kind === 'password') return value;
   const text = value.trim();
-  return 'number_not_whole' in MISTAKES[name] && isWhole(text) ? String(BigInt(text)) : text;
+  return kind !== 'text' && isWhole(text) ? String(BigInt(text)) : text;
 }
 
-function differ(form, other, names = Object.keys(form)) {
-  return names.some((name) => form[name] !== other[name]);
-}
-
-// Answers [field, name of the problem's sentence] for every field that can't be saved. What is stored
+// Returns [field, name of the problem's sentence] for every field that can't be saved. What is stored
 // already is kept as it is, so only what was typed can be a mistake.
 export function problemsOf(form, stored) {
-  const problems = Object.entries(MISTAKES)
-    .filter(([name]) => form[name] !== stored[name])
-    .map(([name, mistakes]) => [name, Object.keys(mistakes).find((key) => mistakes[key](form[name]))]);
+  const problems = NAMES.filter((name) => form[name] !== stored[name]).map((name) => {
+    const mistakes = { ...MISTAKES[FIELDS[name].kind], ...FIELDS[name].not };
+    return [name, Object.keys(mistakes).find((key) => mistakes[key](form[name]))];
+  });
   if (form.enableauth && !stored.account && (!stored.enableauth || form.account || form.passwd)) {
     if (!form.account) problems.push(['account', 'account_missing']);
     if (!form.passwd) problems.push(['passwd', 'password_missing']);
@@ -135,78 +159,54 @@ export function problemsOf(form, stored) {
   return problems.filter(([, problem]) => problem !== undefined);
 }
 
+// The fields that a save was refused for, as long as they are as it has sent them.
+export function refusedFields({ key, sent }, form) {
+  return REFUSALS[key].filter((name) => !differ(form, sent, unitOf(name)));
+}
+
 // Always all parameters: the program takes one that is missing for a change. Nothing is sent for an
 // untouched destination or account: they stay as stored even where the form can't show them faithfully.
-export function saveParameters(form, stored) {
+export function saveParameters({ dtv_service, ...form }, stored) {
   const moved = destination(form) !== destination(stored);
   return {
+    ...form,
     share: moved ? form.share : '',
     subpath: moved ? form.subpath : '',
-    closestreaming: form.closestreaming,
-    pre_recording: form.pre_recording,
-    post_recording: form.post_recording,
-    enableauth: form.enableauth,
     account: form.account === stored.account ? '' : form.account,
-    passwd: form.passwd,
-    password_confirm: form.password_confirm,
-    enable_viewer_limit: form.enable_viewer_limit,
-    streaming_limit: form.streaming_limit,
-    disable_dtv: form.dtv_service ? 'no' : 'yes',
+    disable_dtv: dtv_service ? 'no' : 'yes',
   };
 }
 
-// Merges what is stored `now` into the form as `typed`, where `shown` was stored before. A unit that was
-// touched keeps what was typed, any other one takes what is stored now. What `attempt`, a save of this
-// page without a clear answer, has sent was touched, and is nobody else's change. Answers
+// Merges what is stored `now` into the form as `typed`, where `shown` was stored before. A unit that was touched
+// keeps what was typed, any other one takes what is stored now. What `attempt`, a save of this page, has sent was
+// touched, and is nobody else's change. Nor is what was `hidden` before, or is `gone` now: there the form keeps
+// what was not stored any more. Returns
 //   taken      the fields that take what is stored now
-//   theirs     the names of the fields that somebody else has changed
-//   contested  whether what was typed is in the way of such a change, or the change makes it void
-export function merge(typed, shown, now, attempt) {
+//   elsewhere  the fields that another session has changed ("changed"), or whose change no longer applies
+//              after that ("void"), by their name
+//   contested  whether what was typed conflicts with such a change or no longer applies
+export function merge(typed, shown, now, attempt, hidden, gone) {
   const sent = attempt?.sent ?? shown;
-  const isTouched = (unit) => differ(typed, shown, unit) || differ(sent, shown, unit);
-  const isTheirs = (unit) => differ(now, shown, unit) && differ(now, sent, unit);
-  const taken = pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now);
-  const form = { ...typed, ...taken };
-  const isVoid = (unit) => differ(typed, shown, unit) && differ(form, effective(form, now), unit);
+  const isOf = (steps, [name]) => steps.includes(FIELDS[name].step);
+  const isTouched = (unit) => isOf([gone], unit) || differ(typed, shown, unit) || differ(sent, shown, unit);
+  const isTheirs = (unit) => !isOf([hidden, gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
+  const merged = { ...typed, ...pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now) };
+  const isVoid = (unit) => differ(typed, shown, unit) && differ(merged, effective(merged, now), unit);
+  const isContested = (unit) => isVoid(unit) || (isTouched(unit) && isTheirs(unit) && differ(typed, now, unit));
+  const changed = UNITS.filter(isTheirs).flat().filter((name) => now[name] !== shown[name]);
+  const voided = UNITS.filter(isVoid).flat();
   return {
-    taken,
-    theirs: UNITS.filter(isTheirs).flat().filter((name) => now[name] !== shown[name]),
-    contested: UNITS.some((unit) => isTouched(unit) && (isVoid(unit) || (isTheirs(unit) && differ(typed, now, unit)))),
+    taken: pick(UNITS.filter((unit) => !isTouched(unit) || isVoid(unit)).flat(), now),
+    elsewhere: Object.fromEntries([...changed.map((name) => [name, 'changed']), ...voided.map((name) => [name, 'void'])]),
+    contested: UNITS.some(isContested),
   };
 }
 
-// What a load after a failed save tells of it, as the name of its sentence. A load shows no password;
-// that was not stored if another setting of its step or of a step before was not.
-export function outcomeOf({ before, sent }, now) {
-  const changed = Object.keys(sent).filter((name) => sent[name] !== before[name] && !/^passw/.test(name));
-  const missing = changed.filter((name) => sent[name] !== now[name]);
-  if (sent.passwd && missing.every((name) => name === 'dtv_service')) return 'password_unknown';
-  if (missing.length === 0) return doubtFrom({ before, sent }, now) ? 'doubtful' : 'all_stored';
-  return missing.length === changed.length ? 'nothing_saved' : 'partly_saved';
-}
-
-// The settings that failed saves may have stored without effect, by the name of their first field:
-// the ones known before that are stored still, and what `attempt`, if there is one, has left.
-export function doubtsNow(known, attempt, now) {
-  const all = { ...known, ...(attempt && doubtFrom(attempt, now)) };
-  return Object.fromEntries(Object.entries(all).filter(([, { part }]) => !differ(part, now)));
-}
-
-// The first step that fails ends a save. So of the steps that had something to change only the last
-// one stored can have failed after it stored, and only two steps do more than to store. It is certain
-// that it failed where nothing was left that a later step could have failed to store.
-function doubtFrom({ before, sent }, now) {
-  const changed = STEPS.map((units) => units.flat()).filter((names) => differ(sent, before, names));
-  const last = changed.findLast((names) => !differ(sent, now, names)) ?? [];
-  if (!['share', 'dtv_service'].includes(last[0])) return null;
-  return { [last[0]]: { part: pick(last, sent), certain: last[0] === 'dtv_service' || !differ(sent, now) } };
-}
-
-// A save that succeeds after one that failed ends what was not certain.
-export function doubtsAfterSave(doubts) {
-  return Object.fromEntries(Object.entries(doubts).filter(([, { certain }]) => certain));
-}
-
-function pick(names, form) {
-  return Object.fromEntries(names.map((name) => [name, form[name]]));
+// What failed saves have stored, perhaps without effect, by the name of its first field: what is `known` of
+// earlier ones, and what `attempt` has added, unless it has succeeded. It ends when another value is stored.
+export function possiblyIneffective(known, attempt, now) {
+  const { before, sent } = !attempt || attempt.hasSucceeded ? { before: now, sent: now } : attempt;
+  const units = UNITS.filter((unit) => FIELDS[unit[0]].acts && differ(sent, before, unit));
+  const all = [...Object.entries(known), ...units.map((unit) => [unit[0], pick(unit, sent)])];
+  return Object.fromEntries(all.filter(([name, part]) => !differ(part, now, unitOf(name))));
 }

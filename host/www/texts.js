@@ -1,5 +1,5 @@
-// Everything the page says; {} is a gap. `errors` say why a request failed, by the program's own error key
-// where it has one.
+// Everything the page says; {} is a gap. `errors` say why a request failed or was refused, by the program's own
+// error key where it has one.
 
 export const languages = {
   en: {
@@ -36,6 +36,7 @@ export const languages = {
     enable_viewer_limit_hint: 'Limits how many can watch at the same time.',
     streaming_limit: 'Maximum viewers',
     conflict: 'A tuner conflict exists: another program on this appliance uses the same tuner. Stop that program, or have it use another tuner.',
+    unreadable_notice: 'Some stored settings can’t be read: a settings file is missing or damaged. They are marked below. Saving replaces them with what is shown.',
 
     save: 'Save',
     discard: 'Discard',
@@ -45,55 +46,54 @@ export const languages = {
     loaded: 'Settings loaded.',
     discarded: 'Changes discarded.',
     unsaved: 'Unsaved changes',
-    invalid: '{} fields need correcting',
-    invalid_one: '1 field needs correcting',
+    invalid: 'Fields to correct: {}',
     contested: 'Not saved yet: these settings were changed elsewhere, too. Check the marked fields, then save.',
+    unreadable: 'Not saved yet: what is stored can’t be read. Check the marked fields, then save.',
     saving: 'Saving…',
     saved: 'Settings saved.',
-    doubtful: 'Saved, but the setting with a notice may have no effect.',
+    lost: 'Somebody else has probably saved at the same moment.',
+    ineffective: 'The setting with a notice may have no effect.',
     news: 'What was changed elsewhere is marked.',
-
     not_loaded: 'The stored settings could not be loaded.',
     nothing_saved: 'Nothing was saved.',
-    partly_saved: 'The settings marked “unsaved” are not stored.',
+    not_stored: 'The settings marked “unsaved” are not stored.',
     password_unknown: 'It is not known whether the new password was saved.',
-    all_stored: 'Your changes are stored. Perhaps the switch of the DTV service cannot be read or stored.',
+    all_stored: 'Your changes are stored.',
     outcome_unknown: 'It is not known what was saved. Try to save again.',
 
     mark: 'unsaved',
     changed: 'Changed elsewhere.',
     changed_to: 'Changed elsewhere. Stored now: {}',
+    void: 'After a change elsewhere, yours no longer applies.',
+    unread: 'The stored value can’t be read.',
     on: 'on',
     off: 'off',
     nothing: 'nothing',
-
     share_cleared: 'The recording folder can be changed but not removed. Enter a shared folder.',
     share_slash: 'The name of a shared folder has no slash. Folders inside it belong in “Folder in it”.',
-    subpath_slash: 'Leave out the slash at the beginning and at the end.',
-    subpath_gap: 'Leave out one of two slashes in a row.',
+    subpath_slash: 'Leave out slashes at the beginning and at the end, and double ones.',
     folder_dots: 'A folder can’t be named “.” or “..”.',
-    folder_control: 'There is an invisible character in it, such as a tab. Type it anew.',
+    invisible: 'There is an invisible character in it, such as a tab. Type it anew.',
     number_not_whole: 'Enter a whole number.',
     number_too_large: 'This number is too large.',
     time_negative: 'Enter 0 or more seconds.',
     limit_below_one: 'Enter 1 or more viewers.',
-    account_cleared: 'The account can be changed but not removed. Enter an account.',
     account_missing: 'Sign-in needs an account. Enter one.',
-    password_missing: 'A first account needs a password. Enter one.',
+    password_missing: 'Sign-in needs a password. Enter one.',
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
-    error_duplicate_path: 'Another library already uses this folder, one in it or one around it. Choose a different one.',
-    share_mention: 'This folder is stored. If the shared folder does not exist, the appliance could not set it up.',
-    share_doubt: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
-    dtv_service_doubt: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
-
+    share_ineffective: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.',
+    dtv_service_ineffective: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
     errors: {
       unknown: 'The appliance reported an error.',
       unreachable: 'The appliance can’t be reached.',
       no_answer: 'The appliance has not answered.',
       unreadable: 'The appliance gave no proper answer.',
+      busy: 'The appliance is busy. Try again in a minute.',
+      too_slow: 'The appliance took too long. What it was doing may go on.',
       signed_out: 'The appliance did not accept your sign-in.',
       error_privilege_not_enough: 'Only an administrator can see and change these settings.',
+      error_duplicate_path: 'Another library already uses {}, a folder in it or a folder around it. Change the shared folder or the folder in it.',
     },
   },
   de: {
@@ -130,6 +130,7 @@ export const languages = {
     enable_viewer_limit_hint: 'Begrenzt, wie viele gleichzeitig zusehen können.',
     streaming_limit: 'Höchstzahl der Zuschauer',
     conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
+    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt oder ist beschädigt. Sie sind unten markiert. Speichern ersetzt sie durch das, was angezeigt wird.',
 
     save: 'Speichern',
     discard: 'Verwerfen',
@@ -138,56 +139,55 @@ export const languages = {
     slow: 'Das kann eine Minute dauern.',
     loaded: 'Einstellungen geladen.',
     discarded: 'Änderungen verworfen.',
-    unsaved: 'Nicht gespeicherte Änderungen',
-    invalid: '{} Felder sind zu berichtigen',
-    invalid_one: '1 Feld ist zu berichtigen',
+    unsaved: 'Ungespeicherte Änderungen',
+    invalid: 'Zu berichtigende Felder: {}',
     contested: 'Noch nicht gespeichert: Das wurde auch anderswo geändert. Prüfen Sie die markierten Felder, dann speichern Sie.',
+    unreadable: 'Noch nicht gespeichert: Gespeichertes ist nicht lesbar. Prüfen Sie die markierten Felder, dann speichern Sie.',
     saving: 'Wird gespeichert …',
     saved: 'Einstellungen gespeichert.',
-    doubtful: 'Gespeichert, aber die Einstellung mit einem Hinweis ist vielleicht ohne Wirkung.',
+    lost: 'Wahrscheinlich hat im selben Augenblick jemand anderes gespeichert.',
+    ineffective: 'Die Einstellung mit einem Hinweis ist vielleicht ohne Wirkung.',
     news: 'Was anderswo geändert wurde, ist markiert.',
-
     not_loaded: 'Die gespeicherten Einstellungen konnten nicht geladen werden.',
     nothing_saved: 'Es wurde nichts gespeichert.',
-    partly_saved: 'Was als „ungesichert“ markiert ist, wurde nicht gespeichert.',
+    not_stored: 'Was als „ungespeichert“ markiert ist, wurde nicht gespeichert.',
     password_unknown: 'Ob das neue Passwort gespeichert wurde, ist nicht bekannt.',
-    all_stored: 'Ihre Änderungen sind gespeichert. Vielleicht lässt sich der Schalter des DTV-Dienstes nicht lesen oder speichern.',
+    all_stored: 'Ihre Änderungen sind gespeichert.',
     outcome_unknown: 'Was gespeichert wurde, ist nicht bekannt. Versuchen Sie, noch einmal zu speichern.',
 
-    mark: 'ungesichert',
+    mark: 'ungespeichert',
     changed: 'Anderswo geändert.',
     changed_to: 'Anderswo geändert. Jetzt gespeichert: {}',
+    void: 'Nach einer Änderung anderswo ist Ihre hinfällig.',
+    unread: 'Der gespeicherte Wert ist nicht lesbar.',
     on: 'ein',
     off: 'aus',
     nothing: 'nichts',
-
     share_cleared: 'Der Aufnahmeordner lässt sich ändern, aber nicht entfernen. Geben Sie einen freigegebenen Ordner ein.',
     share_slash: 'Der Name eines freigegebenen Ordners enthält keinen Schrägstrich. Ordner darin gehören in das Feld „Ordner darin“.',
-    subpath_slash: 'Lassen Sie den Schrägstrich am Anfang und am Ende weg.',
-    subpath_gap: 'Lassen Sie von zwei Schrägstrichen hintereinander einen weg.',
+    subpath_slash: 'Lassen Sie Schrägstriche am Anfang und am Ende weg, und doppelte.',
     folder_dots: 'Ein Ordner kann nicht „.“ oder „..“ heißen.',
-    folder_control: 'Darin steht ein unsichtbares Zeichen, etwa ein Tabulator. Geben Sie es neu ein.',
+    invisible: 'Darin steht ein unsichtbares Zeichen, etwa ein Tabulator. Geben Sie es neu ein.',
     number_not_whole: 'Geben Sie eine ganze Zahl ein.',
     number_too_large: 'Diese Zahl ist zu groß.',
     time_negative: 'Geben Sie 0 oder mehr Sekunden ein.',
     limit_below_one: 'Geben Sie 1 oder mehr Zuschauer ein.',
-    account_cleared: 'Das Konto lässt sich ändern, aber nicht entfernen. Geben Sie ein Konto ein.',
     account_missing: 'Die Anmeldung braucht ein Konto. Geben Sie eines ein.',
-    password_missing: 'Ein erstes Konto braucht ein Passwort. Geben Sie eines ein.',
+    password_missing: 'Die Anmeldung braucht ein Passwort. Geben Sie eines ein.',
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
-    error_duplicate_path: 'Eine andere Bibliothek benutzt bereits diesen Ordner, einen darin oder einen um ihn herum. Wählen Sie einen anderen.',
-    share_mention: 'Dieser Ordner ist gespeichert. Gibt es den freigegebenen Ordner nicht, konnte das Gerät ihn nicht einrichten.',
-    share_doubt: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
-    dtv_service_doubt: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
-
+    share_ineffective: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
+    dtv_service_ineffective: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
     errors: {
       unknown: 'Das Gerät hat einen Fehler gemeldet.',
       unreachable: 'Das Gerät ist nicht erreichbar.',
       no_answer: 'Das Gerät hat nicht geantwortet.',
       unreadable: 'Das Gerät hat keine brauchbare Antwort gegeben.',
+      busy: 'Das Gerät ist beschäftigt. Versuchen Sie es in einer Minute noch einmal.',
+      too_slow: 'Das Gerät hat zu lange gebraucht. Was es gerade tat, läuft vielleicht weiter.',
       signed_out: 'Das Gerät hat Ihre Anmeldung nicht angenommen.',
       error_privilege_not_enough: 'Nur Administratoren können diese Einstellungen sehen und ändern.',
+      error_duplicate_path: 'Eine andere Bibliothek benutzt bereits {}, einen Ordner darin oder einen um ihn herum. Ändern Sie den freigegebenen Ordner oder den Ordner darin.',
     },
   },
 };
@@ -195,16 +195,18 @@ export const languages = {
 const wanted = navigator.languages.map((tag) => tag.toLowerCase().split('-')[0]);
 
 export const language = wanted.find((name) => Object.hasOwn(languages, name)) ?? 'en';
-const texts = languages[language];
+export const texts = languages[language];
+
+// A value may run from right to left, or have marks that would turn round what is behind it.
+const fill = (sentence, value) => sentence.replace('{}', () => `\u2068${value}\u2069`);
 
 // The text of that name, with `value` in its gap. A missing one is reported, but does not stop the page.
-export function text(name, value = '') {
+export function text(name, value) {
   if (!Object.hasOwn(texts, name)) reportError(new Error(`there is no text "${name}"`));
-  return (texts[name] ?? name).replace('{}', () => value);
+  return fill(texts[name] ?? name, value);
 }
 
 // The sentence for an error key, or the general one where there is none.
-export function errorText(key) {
-  const { errors } = texts;
-  return Object.hasOwn(errors, key) ? errors[key] : errors.unknown;
+export function errorText(key, value) {
+  return fill(Object.hasOwn(texts.errors, key) ? texts.errors[key] : texts.errors.unknown, value);
 }

@@ -33,17 +33,20 @@ async function reload(files = {}) {
   await says({ phase: '' });
 }
 
-// Compares what is expected with what the page shows at rest: the bar's phase and sentence, where the focus
-// is, the fields marked as unsaved, what stands beside a field (by the name of its text), and the values.
+// Compares what is expected with what the page shows at rest: the bar's phase, where the focus is, the fields
+// marked as unsaved, the values, and what the bar and the places beside fields say, by the names of the texts.
 async function says({ values, ...expected }) {
   if (expected.phase !== 'saving') await page.locator('#bar:not([data-phase=loading], [data-phase=saving])[data-phase]').waitFor({ state: 'attached' });
   const state = await page.evaluate(async () => {
-    const names = new Map(Object.entries((await import('/texts.js')).languages.en).map(([name, sentence]) => [sentence, name]));
+    const { en } = (await import('/texts.js')).languages;
+    const texts = [...Object.entries(en), ...Object.entries(en.errors)].filter(([, { length }]) => length > 12).sort(([, a], [, b]) => b.length - a.length);
+    const pattern = (sentence) => new RegExp(sentence.replace(/[.?()]/g, '\\$&').replace('{}', '\u2068(.*)\u2069'));
+    const name = (said) => texts.reduce((left, [key, sentence]) => left.replace(pattern(sentence), (_, gap) => (gap?.at ? `${key} ${gap}` : key)), said.trim());
     const all = (part) => [...document.querySelectorAll(`[id$="-${part}"]:not(:empty)`)].filter((found) => found.checkVisibility());
-    const said = (part) => Object.fromEntries(all(part).map(({ id, textContent }) => [id.split('-')[0], names.get(textContent) ?? textContent]));
+    const said = (part) => Object.fromEntries(all(part).map(({ id, textContent }) => [id.split('-')[0], name(textContent)]));
     return {
-      phase: document.getElementById('bar').dataset.phase, sentence: document.getElementById('messages').innerText.trim(),
-      focus: document.activeElement.id, unsaved: Object.keys(said('mark')), remarks: said('remark'), notices: said('doubt'),
+      phase: document.getElementById('bar').dataset.phase, bar: name(document.getElementById('messages').innerText),
+      focus: document.activeElement.id, unsaved: Object.keys(said('mark')), remarks: said('remark'), notices: said('notice'),
       values: Object.fromEntries([...document.querySelectorAll('input')].map(({ id, type, value, checked }) => [id, type === 'checkbox' ? checked : value])),
     };
   });
@@ -85,25 +88,24 @@ async function scan(state) {
 }
 
 test('shows what is stored, keeps what was not touched, and stores every change', async () => {
-  const folders = [folder('tv', '/shows//../kids\n/')];
   const stream = { enableauth: 'yes', account: 42, passwd: 'old', enable_viewer_limit: 'no', streaminglimit: -3 };
   const record = { closestreaming: 'no', pre_recording: -60, post_recording: 5430 };
-  await reload({ 'folder.conf': folders, 'record.conf': record, 'stream.conf': stream, tunerConflict: true });
+  const files = { 'folder.conf': [folder('tv', '/shows//../kids\n/')], 'record.conf': record, 'stream.conf': stream };
+  await reload({ ...files, tunerConflict: true });
   for (const text of ['/tv//shows//../kids/', '1 h 30 min 30 s', 'Leave empty to keep', 'Stop that program']) await page.getByText(text).waitFor();
   await says({ values: {
     share: 'tv', subpath: '/shows//../kids/', closestreaming: false, pre_recording: '-60', post_recording: '5430', enableauth: true,
     account: '42', passwd: '', password_confirm: '', enable_viewer_limit: false, streaming_limit: '-3', dtv_service: true,
   } });
   await save({ post_recording: '0', account: 'in vain', passwd: 'in vain', enableauth: false });
-  assert.deepEqual(['folder.conf', 'record.conf', 'stream.conf'].map(readSettings),
-    [folders, { ...record, post_recording: 0 }, { ...stream, enableauth: 'no' }]);
+  assert.deepEqual(Object.keys(files).map(readSettings), [files['folder.conf'], { ...record, post_recording: 0 }, { ...stream, enableauth: 'no' }]);
 
   const values = {
     share: 'video', subpath: `Aufnahmen & mehr/${'ä'.repeat(80)}`, closestreaming: true, pre_recording: '7', post_recording: '2147483647',
     enableauth: true, account: '<b>&amp;+=', enable_viewer_limit: true, streaming_limit: '12', dtv_service: false,
   };
   await fill({ ...values, subpath: ` ${values.subpath} `, account: ` ${values.account} `, pre_recording: ' 007 ', passwd: ' new=secret ', password_confirm: ' new=secret ' });
-  await page.getByText('Saving removes /tv//shows//../kids/ from the media index.').waitFor();
+  await page.getByText('Saving removes \u2068/tv//shows//../kids/\u2069 from the media index.').waitFor();
   await press('Show password');
   assert.equal(await page.locator('[type=password]').count(), 0);
   await page.evaluate(() => { document.getElementById('streaming_limit').focus(); window.scrollTo(0, 0); });
@@ -116,17 +118,16 @@ test('shows what is stored, keeps what was not touched, and stores every change'
 test('stops at a field that could not be saved', async () => {
   const refuses = async (values, remarks) => {
     const [focus, ...others] = Object.keys(remarks);
-    await save(values, { phase: 'invalid', sentence: others.length > 0 ? `${others.length + 1} fields need correcting` : '1 field needs correcting', remarks, focus });
+    await save(values, { phase: 'invalid', bar: `invalid ${others.length + 1}`, remarks, focus });
     await press('Discard');
     await says({ phase: 'discarded', focus: 'messages', remarks: {} });
   };
-  await refuses({ share: ' ', pre_recording: '1.5', streaming_limit: '0' },
-    { share: 'share_cleared', pre_recording: 'number_not_whole', streaming_limit: 'limit_below_one' });
+  await refuses({ share: ' ', pre_recording: '1.5', streaming_limit: '0' }, { share: 'share_cleared', pre_recording: 'number_not_whole', streaming_limit: 'limit_below_one' });
   await refuses({ share: 'a/b', subpath: '/a', pre_recording: '-1' }, { share: 'share_slash', subpath: 'subpath_slash', pre_recording: 'time_negative' });
-  await refuses({ share: '..', subpath: 'a/./b', account: ' ' }, { share: 'folder_dots', subpath: 'folder_dots', account: 'account_cleared' });
-  await refuses({ share: 't\tv', subpath: 'a//b', post_recording: '2147483648' },
-    { share: 'folder_control', subpath: 'subpath_gap', post_recording: 'number_too_large' });
-  await refuses({ subpath: 'a\u009fb', passwd: '75318642' }, { subpath: 'folder_control', passwd: 'password_reserved', password_confirm: 'password_differs' });
+  await refuses({ share: '..', subpath: 'a/./b', account: ' ' }, { share: 'folder_dots', subpath: 'folder_dots', account: 'account_missing' });
+  await refuses({ share: 't\tv', subpath: 'a//b', post_recording: '2147483648' }, { share: 'invisible', subpath: 'subpath_slash', post_recording: 'number_too_large' });
+  await refuses({ subpath: 'a\u202eb', account: '\u200b', passwd: '75318642' },
+    { subpath: 'invisible', account: 'invisible', passwd: 'password_reserved', password_confirm: 'password_differs' });
   await refuses({ passwd: '24681357', password_confirm: '24681357' }, { passwd: 'password_reserved' });
   await reload({ 'stream.conf': { enableauth: 'no' } });
   await refuses({ subpath: 'a/', enableauth: true }, { subpath: 'subpath_slash', account: 'account_missing', passwd: 'password_missing' });
@@ -143,40 +144,79 @@ test('stops at a field that could not be saved', async () => {
   assert.equal(await page.locator('[type=password]').count(), 0);
 });
 
-test('says of a failed save what is not stored, and what may be half done', async () => {
-  await save({ share: 'video', subpath: 'movies/tv', pre_recording: '61' }, { phase: 'invalid', focus: 'share', remarks: { share: 'error_duplicate_path' } });
-  store({ 'folder.conf': [folder('tv', 'recordings')] });
-  await save();
-  const notices = { share: 'The appliance has stored the folder /unknown/tv but may not have set it up. Check that the shared folder exists; then save another folder, and this one again.' };
-  const error = 'The appliance reported an error.';
+test('says after a save only what a load shows', async () => {
+  await save({ share: 'video', subpath: 'movies/tv', pre_recording: '61' }, { phase: 'invalid', focus: 'share', remarks: { share: 'error_duplicate_path /video/movies/tv' } });
+  await page.evaluate(() => history.replaceState({ idx: 0 }, '')); // another program's
+  const notices = { share: 'share_ineffective /unknown/tv' };
   await save({ subpath: 'tv', share: 'unknown' },
-    { phase: 'failed', sentence: `${error} Saved, but the setting with a notice may have no effect.`, notices, focus: 'share', remarks: {} });
+    { phase: 'failed', bar: 'unknown not_stored ineffective', notices, focus: 'share', unsaved: ['pre_recording'], remarks: {} });
   await scan('failed');
-  await save({}, { phase: 'doubtful' });
+  await save({}, { phase: 'noticed', bar: 'saved ineffective', notices, unsaved: [] });
   await page.reload();
   await says({ phase: '', notices });
   await save({ share: 'tv' }, { notices: {} });
 
-  // Fails where the program has stored the given files.
-  const fails = async (values, files, expected) => {
-    await answer('save', (route) => { store(files); return route.fulfill({ json: { success: false } }); });
-    await save(values, { phase: 'failed', notices: {}, ...expected });
+  // Answers, with success or not, where the program has stored the given record.conf.
+  const answers = async (success, record, values, expected) => {
+    await answer('save', (route) => { store({ 'record.conf': record }); return route.fulfill({ json: { success } }); });
+    await save(values, { notices: {}, ...expected });
     await page.unrouteAll();
   };
-  await page.evaluate(() => history.replaceState({ idx: 0 }, '')); // another program's
+  const passwords = { passwd: 'new', password_confirm: 'new' };
   await reload();
-  await fails({ subpath: 'new', pre_recording: '61', streaming_limit: '5' }, { 'folder.conf': [folder('tv', 'new')] },
-    { sentence: `${error} The settings marked “unsaved” are not stored.`, unsaved: ['pre_recording', 'streaming_limit'], focus: 'pre_recording', remarks: { share: 'share_mention' } });
-  await save({}, { remarks: {}, notices: {} });
+  await answers(false, { pre_recording: 60, post_recording: 7 }, { ...passwords, post_recording: '7' },
+    { phase: 'failed', bar: 'unknown password_unknown', unsaved: ['passwd', 'password_confirm'] });
+  await answers(false, { pre_recording: 60, post_recording: 8 }, { passwd: '', password_confirm: '', post_recording: '8' },
+    { phase: 'failed', bar: 'unknown all_stored', unsaved: [] });
+  // Another session, which has loaded before, saves right after this one.
+  await answers(true, { pre_recording: 60, post_recording: 1 }, { ...passwords, pre_recording: '61' },
+    { phase: 'lost', bar: 'lost not_stored password_unknown news', unsaved: ['pre_recording', 'passwd', 'password_confirm'], remarks: { post_recording: 'changed' } });
+  await scan('lost');
+  const times = [];
+  page.on('request', () => times.push(Date.now()));
+  await save({}, { unsaved: [], remarks: {}, values: { pre_recording: '61' } });
+  assert.ok(times[2] - times[1] >= 300, 'leaves the other session time');
+  assert.equal(readSettings('stream.conf').passwd, 'new');
+  // The file turns out empty.
+  await answers(true, '', { pre_recording: '62' }, { phase: 'lost', bar: 'not_stored', unsaved: ['pre_recording', 'post_recording'] });
+});
+
+test('asks before it stores over what a load hides', async () => {
+  const names = ['closestreaming', 'pre_recording', 'post_recording', 'enableauth', 'account', 'enable_viewer_limit', 'streaming_limit'];
+  const unread = { phase: 'unreadable', focus: 'closestreaming', remarks: Object.fromEntries(names.map((name) => [name, 'unread'])) };
+  const known = { pre_recording: '60', post_recording: '300', enableauth: true, account: 'viewer', streaming_limit: '4' };
+  const fresh = { ...known, pre_recording: '180', post_recording: '120', enableauth: false, account: '', streaming_limit: '1' };
+  // Keeps what was shown, and stores it again. A password is not known.
+  store({ 'record.conf': '' });
+  await save({ subpath: 'new' }, { ...unread, values: known, unsaved: ['subpath', 'pre_recording', 'post_recording'] });
+  assert.equal(readSettings('folder.conf')[1].subpath, 'recordings');
+  await save({}, { remarks: {}, unsaved: [], values: known });
   await reload();
-  await fails({ pre_recording: '61' }, {}, { sentence: `${error} Nothing was saved.`, unsaved: ['pre_recording'] });
-  await fails({ passwd: 'new', password_confirm: 'new', pre_recording: '60' }, {},
-    { sentence: `${error} It is not known whether the new password was saved.`, unsaved: ['passwd', 'password_confirm'] });
-  await fails({ passwd: '', password_confirm: '', post_recording: '7' }, { 'record.conf': { pre_recording: 60, post_recording: 7 } },
-    { sentence: `${error} Your changes are stored. Perhaps the switch of the DTV service cannot be read or stored.`, unsaved: [] });
-  // The same can be tried again. From that save on nothing can be asked.
-  await answer('save', async (route) => { await answer('', (next) => next.fulfill({ status: 401 })); return route.fulfill({ status: 401 }); });
-  await save({}, { phase: 'failed', sentence: 'The appliance did not accept your sign-in. Nothing was saved.' });
+  store({ 'stream.conf': '' });
+  await save({ subpath: 'new' }, { ...unread, values: known, unsaved: ['subpath', ...names.slice(3)] });
+  await save({}, { phase: 'invalid', focus: 'passwd' });
+  await save({ passwd: 'p', password_confirm: 'p' }, { remarks: {}, unsaved: [], values: known });
+  await scan('unreadable');
+  // Offers what a new device has where nothing was shown.
+  for (const [file, account] of [['record.conf', 'viewer'], ['stream.conf', '']]) {
+    await reload({ [file]: '' });
+    await save({}, { ...unread, values: fresh, unsaved: [] });
+    await save({}, { remarks: {}, values: { ...fresh, account } });
+  }
+  await reload({ 'record.conf': '', 'stream.conf': '' });
+  await says({ remarks: {}, values: fresh });
+});
+
+test('says why a request failed', async () => {
+  for (const [action, reply, bar] of [
+    ['load', { json: { success: true } }, 'unreadable nothing_saved'], ['save', { status: 500 }, 'busy not_stored'],
+    ['save', { status: 504 }, 'too_slow not_stored'], ['save', { status: 401 }, 'signed_out nothing_saved'],
+    ['save', { json: { success: false, errinfo: { key: 'error_privilege_not_enough' } } }, 'error_privilege_not_enough nothing_saved'],
+  ]) {
+    await answer(action, (route) => route.fulfill(reply));
+    await save({ pre_recording: '61' }, { phase: 'failed', bar, unsaved: ['pre_recording'], focus: 'save' });
+    await page.unrouteAll();
+  }
 });
 
 test('keeps what was typed when the server stops during a save, and finds out what was saved', async (t) => {
@@ -193,7 +233,7 @@ test('keeps what was typed when the server stops during a save, and finds out wh
   await says({ phase: 'saving', focus: 'bar' }); // where the second click was
   await scan('saving');
   await server.stop();
-  await says({ phase: 'failed', sentence: 'The appliance can’t be reached. It is not known what was saved. Try to save again.' });
+  await says({ phase: 'failed', bar: 'unreachable outcome_unknown' });
   const warning = page.waitForEvent('dialog');
   await page.close({ runBeforeUnload: true });
   await (await warning).dismiss();
@@ -201,23 +241,23 @@ test('keeps what was typed when the server stops during a save, and finds out wh
   service.release();
   await server.startAgain();
   // Back to what was loaded, but not to what the interrupted save has stored. The steps before the last have had their effect.
-  await save({ subpath: 'recordings', passwd: '', password_confirm: '' }, { phase: 'doubtful', notices: { dtv_service: 'dtv_service_doubt' }, values: { subpath: 'recordings' } });
+  await save({ subpath: 'recordings', passwd: '', password_confirm: '' }, { phase: 'noticed', notices: { dtv_service: 'dtv_service_ineffective' }, values: { subpath: 'recordings' } });
 });
 
 test('merges what was changed elsewhere', async () => {
   const others = { 'folder.conf': [folder('tv', 'theirs')], 'stream.conf': { enableauth: 'no', account: 'viewer', enable_viewer_limit: 'yes', streaminglimit: 9 } };
   const news = { subpath: 'changed', enableauth: 'changed', streaming_limit: 'changed' };
   store(others);
-  await save({ pre_recording: '98' }, { sentence: 'Settings saved. What was changed elsewhere is marked.', remarks: news, unsaved: [],
+  await save({ pre_recording: '98' }, { bar: 'saved news', remarks: news, unsaved: [],
     values: { subpath: 'theirs', enableauth: false, streaming_limit: '9', pre_recording: '98' } });
 
   // Stops where both have changed something. A folder's fields belong together, and those of a sign-in.
   store();
-  const remarks = { ...news, subpath: 'Changed elsewhere. Stored now: recordings', pre_recording: 'changed' };
+  const remarks = { ...news, subpath: 'changed_to recordings', pre_recording: 'changed' };
   await save({ subpath: 'mine', post_recording: '7' }, { phase: 'contested', remarks, unsaved: ['subpath', 'post_recording'], focus: 'subpath' });
   assert.equal(readSettings('record.conf').post_recording, 300);
   await scan('contested');
-  await save({}, { sentence: 'Settings saved.', remarks: {}, values: { subpath: 'mine', post_recording: '7' } });
+  await save({}, { bar: 'saved', remarks: {}, values: { subpath: 'mine', post_recording: '7' } });
   store(others);
   await save({ account: 'me', share: 'music' }, { phase: 'contested', values: { subpath: 'mine', enableauth: true } });
   await press('Discard');
@@ -225,22 +265,15 @@ test('merges what was changed elsewhere', async () => {
   // The same change is in nobody's way; one that makes void what was typed is.
   store();
   await save({ subpath: 'recordings' });
-  store(others);
-  await save({ passwd: 'p', password_confirm: 'p' }, { phase: 'contested' });
-
-  // While a save fails, and between the question and the save.
-  await reload();
-  await answer('save', (route) => { store(others); return route.fulfill({ status: 504 }); });
-  await save({ pre_recording: '61' }, { phase: 'failed', remarks: news, unsaved: ['pre_recording'] });
-  await answer('save', (route) => { store({ 'record.conf': { pre_recording: 61, post_recording: 1 } }); return route.fulfill({ json: { success: true } }); });
-  await save({}, { remarks: { ...news, post_recording: 'changed' } });
+  store({ 'stream.conf': { enableauth: 'yes', account: 'viewer', enable_viewer_limit: 'no', streaminglimit: 4 } });
+  await save({ streaming_limit: '7' }, { phase: 'contested', bar: 'void', focus: 'enable_viewer_limit', values: { streaming_limit: '4' }, unsaved: [],
+    remarks: { enable_viewer_limit: 'changed', streaming_limit: 'void' } });
 
   // A tab that comes to the front takes over everything, unless it has changes to lose.
-  await page.unrouteAll();
   const comesToFront = (asks) => Promise.all([asks, page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')))]);
   store(others);
-  await comesToFront(page.waitForResponse('**/dtv_manage.cgi'));
-  await page.waitForFunction(() => document.getElementById('subpath').value === 'theirs');
+  await comesToFront(page.locator('[data-phase=news]').waitFor());
+  await says({ remarks: { ...news, enable_viewer_limit: 'changed' }, values: { subpath: 'theirs' } });
   await fill({ pre_recording: '5' });
   const asked = [];
   page.on('request', (request) => asked.push(request.postData()));
@@ -251,12 +284,12 @@ test('merges what was changed elsewhere', async () => {
 test('shows no value and no control without an answer or without JavaScript', async () => {
   await answer('load', (route) => route.fulfill({ status: 400, body: 'no such thing' }));
   await page.reload();
-  await says({ sentence: 'The appliance gave no proper answer. The stored settings could not be loaded.' });
-  assert.deepEqual([await page.getByRole('button').allTextContents(), await page.getByRole('checkbox').count()], [['Retry'], 0]);
+  await says({ bar: 'unreadable not_loaded' });
+  assert.deepEqual([await page.getByRole('button').allTextContents(), await page.getByRole('switch').count()], [['Retry'], 0]);
   await scan('unloaded');
   await page.unrouteAll();
   await press('Retry');
-  await says({ phase: 'loaded', focus: 'messages', sentence: 'Settings loaded.' });
+  await says({ phase: 'loaded', focus: 'messages', bar: 'loaded' });
   const plain = await browser.newPage({ httpCredentials: server.credentials, javaScriptEnabled: false });
   await plain.goto(server.url);
   assert.match(await plain.locator('body').innerText(), /^\s*Digital TV\s+These settings need JavaScript\.\s*$/);
@@ -273,12 +306,10 @@ test('gives up a request without an answer', async () => {
   await answer('save', () => undefined);
   await fill({ pre_recording: '61' });
   await Promise.all([page.waitForRequest((request) => request.postData()?.includes('=save')), press('Save')]);
-  await page.clock.runFor(5_000);
-  await says({ phase: 'saving', sentence: 'Saving… This can take a minute.', focus: 'messages' });
-  await page.clock.runFor(90_000);
-  await says({ phase: 'saving' });
-  await page.clock.runFor(5_000);
-  await says({ sentence: 'The appliance has not answered. It is not known what was saved. Try to save again.', focus: 'save' });
+  await page.clock.runFor(65_000);
+  await says({ phase: 'saving', bar: 'Saving… slow', focus: 'messages' });
+  await page.clock.runFor(10_000);
+  await says({ bar: 'no_answer outcome_unknown', focus: 'save' });
 });
 
 test('speaks each of its languages', async () => {
