@@ -158,9 +158,13 @@ async function save() {
   const data = await request('load');
   changedElsewhere = {};
   if (mergeLoaded(data).contested) return say('contested', text(hasChanges() ? 'contested' : 'void'));
-  if (!isAny(unreadable) || hasAskedToCheck) return send(editedForm());
+  if (isAny(unreadable) && !hasAskedToCheck) return askToCheck(text('nothing_saved'));
+  return send(editedForm());
+}
+
+function askToCheck(...sentences) {
   hasAskedToCheck = true;
-  return sayPhase('unreadable');
+  say('unreadable', ...sentences, text('unreadable'));
 }
 
 // Only the load after the save shows what is stored.
@@ -181,12 +185,14 @@ async function send(sent) {
   return failure ? sayFailed(failure, ...outcome('all_stored')) : saySucceeded();
 }
 
-// What is not stored as sent was lost to another session. A password is not seen in a load; it is lost, too,
-// where its file can't be read.
+// What is not stored as sent was lost to another session, or with its file. A load shows no password: it counts
+// as stored if all else is.
 function saySucceeded() {
-  if (!isAny(unreadable) && unsaved().every(({ id }) => isPassword(id))) writeForm(stored);
-  if (hasChanges()) say('lost', !isAny(unreadable) && text('lost'), ...outcome());
-  else say(isAny(unreadable) || isAny(ineffective) ? 'noticed' : 'saved', ...outcome('saved'));
+  const isComplete = !isAny(unreadable) && unsaved().every(({ id }) => isPassword(id));
+  if (isComplete) writeForm(stored);
+  if (!hasChanges()) say(isComplete && !isAny(ineffective) ? 'saved' : 'noticed', ...outcome('saved'));
+  else if (isAny(unreadable)) askToCheck(...outcome());
+  else say('lost', text('lost'), ...outcome());
 }
 
 // Returns the sentences for what a load after a save has shown.
@@ -233,6 +239,7 @@ async function refreshIdleTab() {
   const data = await request('load');
   if (!isIdle()) return;
   if (isAny(mergeLoaded(data).elsewhere)) sayPhase('news');
+  else if (hasChanges()) sayPhase('unsaved');
   else refresh();
 }
 

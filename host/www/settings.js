@@ -30,6 +30,7 @@ const MISTAKES = {
 //              from one side
 //   belongsTo  the flag or text without which the field does not apply
 //   not        further mistakes
+//   initial    what a new device has, if not false
 //   acts       storing it is not all that the appliance does: it sets up a folder, stops a service
 export const FIELDS = {
   dtv_service: { kind: 'flag', step: 'switch', acts: true },
@@ -45,11 +46,12 @@ export const FIELDS = {
     },
   },
   closestreaming: { kind: 'flag', step: 'recording' },
-  pre_recording: { kind: 'seconds', step: 'recording' },
-  post_recording: { kind: 'seconds', step: 'recording' },
+  pre_recording: { kind: 'seconds', step: 'recording', initial: 180 },
+  post_recording: { kind: 'seconds', step: 'recording', initial: 120 },
   enableauth: { kind: 'flag', step: 'streaming' },
   account: {
-    kind: 'text', step: 'streaming', unit: 'enableauth', belongsTo: 'enableauth', not: { account_missing: isEmpty },
+    kind: 'text', step: 'streaming', unit: 'enableauth', belongsTo: 'enableauth', initial: '',
+    not: { account_missing: isEmpty },
   },
   passwd: {
     kind: 'password', step: 'streaming', belongsTo: 'enableauth',
@@ -58,7 +60,7 @@ export const FIELDS = {
   password_confirm: { kind: 'password', step: 'streaming', unit: 'passwd', belongsTo: 'enableauth' },
   enable_viewer_limit: { kind: 'flag', step: 'streaming' },
   streaming_limit: {
-    kind: 'number', step: 'streaming', belongsTo: 'enable_viewer_limit',
+    kind: 'number', step: 'streaming', belongsTo: 'enable_viewer_limit', initial: 1,
     not: { limit_below_one: (text) => Number(text) < 1 },
   },
 };
@@ -70,12 +72,8 @@ export const REFUSALS = {
   error_duplicate_path: ['share'],
 };
 
-const NEW_DEVICE = {
-  closestreaming: false, pre_recording: 180, post_recording: 120,
-  enableauth: false, account: '', enable_viewer_limit: false, streaming_limit: 1,
-};
-
 const NAMES = Object.keys(FIELDS);
+const NEW_DEVICE = Object.fromEntries(NAMES.map((name) => [name, FIELDS[name].initial ?? false]));
 const ofStep = (step) => NAMES.filter((name) => FIELDS[name].step === step);
 const unitOf = (name) => NAMES.filter((other) => other === name || FIELDS[other].unit === name);
 const UNITS = NAMES.filter((name) => !FIELDS[name].unit).map(unitOf);
@@ -85,8 +83,8 @@ export const isPassword = (name) => FIELDS[name].kind === 'password';
 const pick = (names, form) => Object.fromEntries(names.map((name) => [name, form[name]]));
 const differ = (form, other, names) => names.some((name) => form[name] !== other[name]);
 
-// The form for what a load has returned. Where that hides what is stored, the form keeps what was `shown`, if it
-// was; where nothing is stored, it has the values of a new device.
+// The form for what a load has returned. Settings that the load hides stay as they were `shown`, if they were.
+// Settings that are gone get the values of a new device.
 export function formFrom(data, shown) {
   const { hidden, gone } = unreadableSteps(data);
   const folder = splitDestination(oneLine(data.dtv_destination));
@@ -96,8 +94,9 @@ export function formFrom(data, shown) {
   return { ...form, ...(shown && pick(ofStep(hidden), shown)) };
 }
 
-// Where only one of the files with the recording options and the streaming access can be read, a load shows
-// neither: the settings of the other file are `gone`, and for those of this one, now `hidden`, it shows defaults.
+// Returns the steps whose stored settings a load does not show. Recording and streaming have a file each. Where
+// only one of the files can be read, the settings of the other are `gone`, and a load shows defaults for those of
+// this one: they are `hidden`. Where neither can, the device is new.
 export function unreadableSteps(data) {
   const hasDefaultTimes = !differ(data, NEW_DEVICE, ofStep('recording'));
   if (!('passwd' in data)) return hasDefaultTimes ? {} : { hidden: 'streaming', gone: 'recording' };
@@ -179,8 +178,8 @@ export function saveParameters({ dtv_service, ...form }, stored) {
 
 // Merges what is stored `now` into the form as `typed`, where `shown` was stored before. A unit that was touched
 // keeps what was typed, any other one takes what is stored now. What `attempt`, a save of this page, has sent was
-// touched, and is nobody else's change. Nor is what was `hidden` before, or is `gone` now: there the form keeps
-// what was not stored any more. Returns
+// touched. So is what is `gone`: the form then offers it as unsaved. Nobody else has changed what this page has
+// sent, what was `hidden` before, or what is `gone`. Returns
 //   taken      the fields that take what is stored now
 //   elsewhere  the fields that another session has changed ("changed"), or whose change no longer applies
 //              after that ("void"), by their name

@@ -184,12 +184,13 @@ test('says after a save only what a load shows', async () => {
   assert.ok(requests[2].timing().startTime - requests[1].timing().startTime >= 300, 'leaves the other session time');
   assert.equal(readSettings('stream.conf').passwd, 'new');
   // The file turns out empty.
-  await answers(true, '', { pre_recording: '62' }, { phase: 'lost', bar: 'not_stored', unsaved: ['pre_recording', 'post_recording'] });
+  await answers(true, '', { pre_recording: '62' }, { phase: 'unreadable', bar: 'not_stored unreadable', unsaved: ['pre_recording', 'post_recording'] });
+  await save({}, { unsaved: [], values: { pre_recording: '62', post_recording: '1' } });
 });
 
 test('asks before it stores over what a load hides', async () => {
   const names = ['closestreaming', 'pre_recording', 'post_recording', 'enableauth', 'account', 'enable_viewer_limit', 'streaming_limit'];
-  const unread = { phase: 'unreadable', focus: 'closestreaming', remarks: Object.fromEntries(names.map((name) => [name, 'unread'])) };
+  const unread = { phase: 'unreadable', bar: 'nothing_saved unreadable', focus: 'closestreaming', remarks: Object.fromEntries(names.map((name) => [name, 'unread'])) };
   const known = { pre_recording: '60', post_recording: '300', enableauth: true, account: 'viewer', streaming_limit: '4' };
   const fresh = { ...known, pre_recording: '180', post_recording: '120', enableauth: false, account: '', streaming_limit: '1' };
   // Keeps what was shown, and stores it again. A password is not known.
