@@ -189,9 +189,9 @@ test('asks before it stores over what a load hides', async () => {
   await reload();
   store({ 'stream.conf': '' });
   await save({ subpath: 'new' }, { ...unread, values: known, unsaved: ['subpath', ...names.slice(3)] });
+  await scan('unreadable');
   await save({}, { phase: 'invalid', focus: 'passwd' });
   await save({ passwd: 'p', password_confirm: 'p' }, { remarks: {}, unsaved: [], values: known });
-  await scan('unreadable');
   // Offers what a new device has where nothing was shown.
   for (const [file, account] of [['record.conf', 'viewer'], ['stream.conf', '']]) {
     await reload({ [file]: '' });
