@@ -188,16 +188,17 @@ export function merge(typed, shown, now, attempt, hidden, gone) {
   const sent = attempt?.sent ?? shown;
   const isOf = (steps, [name]) => steps.includes(FIELDS[name].step);
   const isTouched = (unit) => isOf([gone], unit) || differ(typed, shown, unit) || differ(sent, shown, unit);
-  const isTheirs = (unit) => !isOf([hidden, gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
+  const isChangedElsewhere = (unit) =>
+    !isOf([hidden, gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
   const merged = { ...typed, ...pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now) };
-  const isVoid = (unit) => differ(typed, shown, unit) && differ(merged, effective(merged, now), unit);
-  const isContested = (unit) => isVoid(unit) || (isTouched(unit) && isTheirs(unit) && differ(typed, now, unit));
-  const changed = UNITS.filter(isTheirs).flat().filter((name) => now[name] !== shown[name]);
+  const isVoid = (unit) => unit.some((name) => typed[name] !== shown[name] && !applies(name, merged));
+  const isContested = (unit) => isTouched(unit) && isChangedElsewhere(unit) && differ(typed, now, unit);
+  const changed = UNITS.filter(isChangedElsewhere).flat().filter((name) => now[name] !== shown[name]);
   const voided = UNITS.filter(isVoid).flat();
   return {
     taken: pick(UNITS.filter((unit) => !isTouched(unit) || isVoid(unit)).flat(), now),
     elsewhere: Object.fromEntries([...changed.map((name) => [name, 'changed']), ...voided.map((name) => [name, 'void'])]),
-    contested: UNITS.some(isContested),
+    contested: voided.length > 0 || UNITS.some(isContested),
   };
 }
 

@@ -130,7 +130,7 @@ export const languages = {
     enable_viewer_limit_hint: 'Begrenzt, wie viele gleichzeitig zusehen können.',
     streaming_limit: 'Höchstzahl der Zuschauer',
     conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
-    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt oder ist beschädigt. Sie sind unten markiert. Speichern ersetzt sie durch das, was angezeigt wird.',
+    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt oder ist beschädigt. Die Felder sind unten markiert. Speichern ersetzt das Gespeicherte durch das, was angezeigt wird.',
 
     save: 'Speichern',
     discard: 'Verwerfen',
