@@ -30,7 +30,7 @@ let refusal = null; // the key of the last save's refusal, and what was sent
 let unreadable = {}; // the steps that the last load could not read
 let hasAskedToCheck = false; // whether a save was stopped because of them
 let changedElsewhere = {}; // what `merge` has found, until the next save or discard
-let ineffective = { ...history.state?.dtvIneffective }; // what failed saves have left; a reload keeps it
+let ineffective = { ...history.state?.ineffective }; // what failed saves have left; a reload keeps it
 const checked = new Set(); // the fields whose problems are shown: those that were left, after Save all
 
 const isBusy = () => phase === 'loading' || phase === 'saving';
@@ -133,7 +133,7 @@ function mergeLoaded(data) {
   const merged = stored === null ? { taken: now, elsewhere: {} }
     : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
   ineffective = possiblyIneffective(ineffective, attempt, now);
-  history.replaceState({ ...history.state, dtvIneffective: ineffective }, '');
+  history.replaceState({ ineffective }, '');
   changedElsewhere = { ...changedElsewhere, ...merged.elsewhere };
   hasAskedToCheck &&= isAny(unreadable);
   setText('conflict', data.DVB_conflict && text('conflict'));
