@@ -145,7 +145,9 @@ test('stops at a field that could not be saved', async () => {
 test('says after a save only what a load shows', async () => {
   await save({ share: 'video', subpath: 'movies/tv', pre_recording: '61' }, { phase: 'invalid', focus: 'share', remarks: { share: 'error_duplicate_path /video/movies/tv' } });
   const notices = { share: 'share_ineffective /unknown/tv' };
-  await save({ subpath: 'tv', share: 'unknown' }, { phase: 'failed', bar: 'unknown not_stored ineffective', notices, focus: 'share', unsaved: ['pre_recording'], remarks: {} });
+  await fill({ subpath: 'tv', share: 'unknown' });
+  await says({ phase: 'unsaved', remarks: {} });
+  await save({}, { phase: 'failed', bar: 'unknown not_stored ineffective', notices, focus: 'share', unsaved: ['pre_recording'] });
   await scan('failed');
   await save({}, { phase: 'noticed', bar: 'saved ineffective', notices, unsaved: [] });
   await page.reload();
