@@ -126,7 +126,7 @@ test('stops at a field that could not be saved', async () => {
   // A field is checked when it is left. A click that leaves it still hits what it was aimed at.
   await fill({ subpath: '/' });
   await says({ phase: 'unsaved', remarks: {} });
-  await page.locator('#post_recording').focus();
+  await page.getByRole('group', { name: 'Digital TV', exact: true }).getByRole('textbox', { name: 'End late', exact: true }).focus();
   await says({ phase: 'invalid', remarks: { subpath: 'subpath_slash' } });
   assert.equal(await page.locator('#destination').textContent(), '');
   await fill({ subpath: 'a', enableauth: true, pre_recording: 'x' });
