@@ -55,7 +55,6 @@ serve() { # BUILD_DIR, which is locked
   set_up_root
   set_up_administrator
   $once || printf 'user name: admin\npassword: %s\n' "$password"
-  write_wrapper
   start_all
   if $once; then
     # shellcheck source=host/once.sh
@@ -111,17 +110,6 @@ set_up_administrator() {
   fi
 }
 
-# The settings have no lock of their own, so the server runs one request at a time. A request that
-# waits for 30 seconds gets an error and has not begun. 30 of the server's 60 seconds are then left.
-write_wrapper() {
-  cat > "$server/one_at_a_time" << END
-#!/bin/sh
-unset HTTP_AUTHORIZATION
-exec flock --no-fork --wait 30 '$server/request.lock' '$build_dir/dtv_manage.cgi'
-END
-  chmod +x "$server/one_at_a_time"
-}
-
 start_all() {
   local name tries=0
   trap stop_all EXIT
@@ -133,6 +121,7 @@ start_all() {
     start "$root/usr/tesk/sbin/teskdaemon" "$name"
   done
   rm -f "$server/lighttpd.pid"
+  cp "$source_dir/host/one_at_a_time.sh" "$server/one_at_a_time"
   ln -sf "$source_dir/host/lighttpd.conf" "$server/" # the list of processes then names the build folder
   start env PORT="$port" PAGE="$source_dir/host/www" STATE="$server" PROGRAM="$server/one_at_a_time" \
     lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
