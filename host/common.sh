@@ -11,11 +11,12 @@ die() {
   exit 1
 }
 
-# quietly FAILURE COMMAND...: when the command fails, shows the end of its output and ends with FAILURE.
+# quietly MESSAGE COMMAND...: when the command fails, shows the end of its output and ends with MESSAGE.
 quietly() {
   local output
-  output=$("${@:2}" 2>&1) && return
-  tail -n 40 <<< "$output" >&2
+  mapfile output < <("${@:2}" 2>&1)
+  wait $! && return
+  printf '%s' "${output[@]}" | tail -n 40 >&2
   die "$1"
 }
 

@@ -1,20 +1,18 @@
 #!/usr/bin/env bash
-# host/serve.sh BUILD_DIR [--port N] [--reset] [--once]
-# Serves the settings page and the program of one build folder behind lighttpd, on 127.0.0.1 only,
-# until it is told to stop; everything it started then stops with it. `run` sources this file.
-#   --port N   another port than 8080
-#   --reset    start over: fresh settings, a new password
-#   --once     start over; load, save and load again through the web server, then stop
+# host/serve.sh BUILD_DIR [OPTION...]
+# Serves the settings page and the program of one build folder as `./run` does, which sources this
+# file; `./run --help` explains the options.
 
 set -euo pipefail
 umask 077 # settings hold a plain-text password
 ulimit -c 0 # and so would a core dump
-source_dir=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+read -r source_dir < <(readlink -f "${BASH_SOURCE[0]}")
+source_dir=${source_dir%/host/*}
 # shellcheck source=host/common.sh
 . "$source_dir/host/common.sh"
 
 daemons=(teskindexd teskvideoindexd teskvideometadatad)
-lighttpd='' # its process number
+started=() lighttpd='' # process numbers
 
 parse_options() {
   port=8080 reset=false once=false
@@ -30,7 +28,6 @@ parse_options() {
   if ! [[ $port =~ ^[1-9][0-9]{0,4}$ ]] || ((port > 65535)); then
     refuse "--port needs a number from 1 to 65535"
   fi
-  check_port
 }
 
 check_port() {
@@ -41,15 +38,14 @@ check_port() {
 
 # lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
 lock() {
-  check_path
-  need flock=util-linux
-  mkdir -p "$1"
-  exec 9> "$1/serve.lock"
+  { mkdir -p "$1" && [ -w "$1" ] && exec 9> "$1/serve.lock"; } 2> /dev/null ||
+    die "$1 cannot be written; remove it, with sudo if it is not yours"
   flock -n 9 || die "$1 is being built or served by another start; stop that first"
 }
 
 serve() { # BUILD_DIR, which is locked
-  build_dir=$(readlink -f "$1")
+  local build_dir
+  read -r build_dir < <(readlink -f "$1")
   root=$build_dir/root server=$build_dir/server
   check_request_lock
   set_up_root
@@ -69,7 +65,7 @@ serve() { # BUILD_DIR, which is locked
   die "the server has ended; its log is $server/error.log"
 }
 
-# A start ends its requests when it ends, but not when it and its server are killed.
+# A start that ends also ends its requests, unless it and its server are killed.
 check_request_lock() {
   if [ -e "$server/request.lock" ] && ! flock -n "$server/request.lock" true; then
     die "a request of an earlier start is still running: it holds $server/request.lock"
@@ -77,96 +73,108 @@ check_request_lock() {
 }
 
 set_up_root() {
-  rm -rf "$root".{new,old}
-  if $reset && [ -e "$root" ]; then
-    rm -rf "$server"
-    mv "$root" "$root.old" # an interruption must not leave half a root
-    rm -rf "$root.old"
+  discard "$root".{new,old}
+  if $reset; then
+    # Moved first: an interruption must not leave half a root.
+    [ ! -e "$root" ] || attempt "move it away by hand" mv "$root" "$root.old"
+    discard "$root.old" "$server"
   fi
   if [ ! -e "$root" ]; then
     cp -R "$source_dir/host/root" "$root.new"
     mv "$root.new" "$root"
   fi
   check_root
-  rm -f "$root"/var/run/*.pid # of daemons that were killed: other processes may have their numbers now
-  mkdir -p "$server"
+  # A daemon that was killed has left its PID file: another process may have the number now.
+  attempt "make the folder writable, or start over with --reset" rm -f "$root"/var/run/*.pid
+  attempt "remove it by hand" install -d -m 700 "$server"
+}
+
+# attempt ADVICE COMMAND...: when the command fails, ends with its first message and ADVICE.
+attempt() {
+  local output
+  mapfile -t output < <("${@:2}" 2>&1)
+  wait $! || die "${output[0]-}; $1"
+}
+
+# discard FOLDER...: removes them with all that is in them, read-only folders as well.
+discard() {
+  chmod -R u+rwX "$@" 2> /dev/null || true
+  attempt "remove it by hand, with sudo if it is not yours" rm -rf "$@"
 }
 
 # The folder list may be missing: removing it shows what the program does without it.
 check_root() {
   local skeleton=$source_dir/host/root missing
-  missing=$(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" | sed -n "s|^Only in $skeleton\(.*\): |\1/|p") || true
-  [ -z "$missing" ] || die "$root lacks ${missing//$'\n'/, }; start over with --reset"
+  mapfile -t missing < <(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" 2> /dev/null |
+    sed -n "s|^Only in $skeleton\(.*\): |\1/|p")
+  [ ${#missing[@]} -eq 0 ] || die "$root lacks ${missing[*]}; start over with --reset"
 }
 
-# The administrator's password is shown at the first start alone: only its hash is kept.
+# The administrator's password is shown only at the first start: the server's file has its hash.
 set_up_administrator() {
   local hash htpasswd=$server/htpasswd
   password="as shown at the first start; if it is lost, delete $htpasswd and start again (settings stay)"
   if [ ! -s "$htpasswd" ]; then
-    password=$(openssl rand -hex 16)
-    hash=$(printf %s "$password" | openssl dgst -sha1 -binary | openssl base64)
+    read -r password < <(openssl rand -hex 16)
+    read -r hash < <(printf %s "$password" | openssl dgst -sha1 -binary | openssl base64)
     printf 'admin:{SHA}%s\n' "$hash" > "$htpasswd"
   fi
+  grep -qs '^admin:' "$htpasswd" ||
+    die "$htpasswd cannot be read or has no admin; delete it and start again for a new password (settings stay)"
 }
 
 start_all() {
-  local name tries=0
+  local name pid
   trap stop_all EXIT
   trap 'exit 129' HUP
   trap 'exit 130' INT
   trap 'exit 143' TERM
-  check_port
+  : > "$server/daemons.log"
   for name in "${daemons[@]}"; do
-    start "$root/usr/tesk/sbin/teskdaemon" "$name"
+    start "$root/usr/tesk/sbin/teskdaemon" "$name" 2>> "$server/daemons.log"
   done
   rm -f "$server/lighttpd.pid"
   cp "$source_dir/host/one_at_a_time.sh" "$server/one_at_a_time"
   ln -sf "$source_dir/host/lighttpd.conf" "$server/" # the list of processes then names the build folder
-  start env PORT="$port" PAGE="$source_dir/host/www" STATE="$server" PROGRAM="$server/one_at_a_time" \
-    lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
+  PORT=$port PAGE=$source_dir/host/www STATE=$server PROGRAM=$server/one_at_a_time \
+    start lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
   lighttpd=$!
+  SECONDS=0
   until is_serving; do
-    if ! kill -0 "$lighttpd" 2> /dev/null || [ $((tries += 1)) -gt 100 ]; then
-      die "the server does not start: $(tail -n1 "$server/error.log")"
-    fi
+    for pid in "${started[@]}"; do
+      kill -0 "$pid" 2> /dev/null ||
+        die "the start failed: $(tail -qn1 "$server"/{daemons,error}.log | head -n1); put that right, or start over with --reset"
+    done
+    ((SECONDS < 10)) || die "not ready after 10 seconds; the log is $server/error.log"
     sleep 0.1
   done
 }
 
-# start COMMAND...: in the background, in a session of its own, which Ctrl-C does not reach; it ends
-# with this script, also when that is killed.
+# start COMMAND...: in the background, in a session of its own, which Ctrl-C does not reach. It ends
+# with this script, also when that is killed: by a signal, or before it begins when its parent is gone.
 start() {
-  setsid setpriv --pdeathsig TERM "$@" 9>&- &
+  setsid setpriv --pdeathsig TERM sh -c "[ \$PPID = $$ ] && exec \"\$@\"" start "$@" 9>&- &
+  started+=($!)
 }
 
 # The server writes its process number down when it has the port.
 is_serving() {
-  [ "$(compgen -G "$root/var/run/tesk*d.pid" | wc -l)" -eq ${#daemons[@]} ] &&
-    [ "$(cat "$server/lighttpd.pid" 2> /dev/null)" = "$lighttpd" ]
+  local pid_files=("$root"/var/run/tesk*d.pid)
+  [ ${#pid_files[@]} -eq ${#daemons[@]} ] && [ -s "$server/lighttpd.pid" ]
 }
 
+# Lets a running request finish within the server's time limit, then ends what is left.
 stop_all() {
   trap '' HUP INT TERM
-  [ -z "$lighttpd" ] || stop_server
-  local left
-  left=$(jobs -p) # also what was started a moment ago
-  # shellcheck disable=SC2086 # numbers
-  [ -z "$left" ] || kill $left 2> /dev/null || true
-  wait
-}
-
-# A request that runs may finish within the server's time limit. What is left after it is ended.
-stop_server() {
-  local signal=TERM tries
+  local left signal=TERM tries
+  mapfile -t left < <(jobs -p) # also what was started a moment ago
+  left+=(${lighttpd:+"-$lighttpd"}) # and what the server started
   if [ -s "$server/lighttpd.pid" ]; then
-    signal=INT # finish first
+    kill -INT "$lighttpd" 2> /dev/null || true
+    wait "$lighttpd" || true
   fi
-  kill "-$signal" "$lighttpd" 2> /dev/null || true
-  wait "$lighttpd" || true
-  signal=TERM
   for ((tries = 0; tries < 20; ++tries)); do
-    kill "-$signal" -- "-$lighttpd" 2> /dev/null || return 0
+    kill "-$signal" -- "${left[@]}" 2> /dev/null || break
     sleep 0.1
     if ((tries == 10)); then
       signal=KILL
@@ -177,6 +185,7 @@ stop_server() {
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   [ -x "${1-}/dtv_manage.cgi" ] || refuse "there is no dtv_manage.cgi in '${1-}'"
   parse_options "${@:2}"
+  check_port
   lock "$1"
   serve "$1"
 fi
