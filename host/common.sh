@@ -64,8 +64,8 @@ is_there() {
   esac
 }
 
-# Debian starts a web server that it installs, on port 80 of all addresses, now and at every boot.
-# With systemd a mask prevents it from the beginning, and outlives upgrades.
+# Debian starts a web server on port 80 of all addresses when it is installed, and at every boot.
+# With systemd, a mask set beforehand prevents both, and outlives upgrades.
 mask_lighttpd() {
   quietly "Debian's lighttpd service cannot be masked" "${as_root[@]}" systemctl mask lighttpd
   echo "masked Debian's lighttpd service; to use it: systemctl unmask lighttpd" >&2
@@ -77,10 +77,10 @@ disable_lighttpd() {
   echo "stopped and disabled Debian's lighttpd service; to use it: update-rc.d lighttpd enable" >&2
 }
 
-# need PROBE=PACKAGE...: installs each package whose probe is not there.
+# need PROBE=PACKAGE...: installs each package whose probe fails.
 need() {
   check_path
-  local item missing=() as_root=() brings_server=false
+  local item missing=() as_root=() finish=true
   for item in "$@"; do
     is_there "${item%%=*}" || missing+=("${item#*=}")
   done
@@ -93,18 +93,13 @@ need() {
   fi
   echo "installing ${missing[*]}" >&2
   if [[ " ${missing[*]} " == *" lighttpd "* ]]; then
-    brings_server=true
-  fi
-  if $brings_server && [ -d /run/systemd/system ]; then
-    mask_lighttpd
+    if [ -d /run/systemd/system ]; then mask_lighttpd; else finish=disable_lighttpd; fi
   fi
   local failure="apt-get failed; with a network, try again or $by_hand"
   quietly "$failure" "${as_root[@]}" apt-get update
   quietly "$failure" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y --no-install-recommends "${missing[@]}"
-  if $brings_server && [ ! -d /run/systemd/system ]; then
-    disable_lighttpd
-  fi
+  $finish
 }
 
 # The browser driver and the accessibility scanner, in the versions that tests/page locks.
