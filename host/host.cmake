@@ -1,7 +1,7 @@
 # The stand-in for the appliance's libraries, and the tool that shows the package's services.
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0>=2.66)
 
-# Static, or with BUILD_SHARED_LIBS such as a vendor's library is.
+# BUILD_SHARED_LIBS makes it a shared library, as a vendor's is.
 add_library(host_platform
   host/platform/core.cpp
   host/platform/form.cpp
