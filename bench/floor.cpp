@@ -1,4 +1,4 @@
-// The least that a program with these libraries and this probe can do: print a constant.
+// Does the least that a program with these libraries and this probe can do: it prints a constant.
 #include <cstdio>
 
 #include "platform/system_paths.h"

@@ -1,4 +1,4 @@
-// Sends loads and saves in turn and prints what came of them. All values of a save carry one number, so
+// Sends loads and saves in turn and prints the results. All values of a save carry one number, so
 // that a load shows which save it saw.
 
 import { existsSync, readdirSync, readFileSync } from 'node:fs';
@@ -17,7 +17,7 @@ const seen = { saved: 0, loaded: 0, failed: [] };
 const server = await startServer();
 const headers = { Authorization: `Basic ${btoa(`admin:${server.credentials.password}`)}` };
 
-// Answers the data of a success.
+// Returns the data of a successful request, or else undefined.
 async function ask(form) {
   let said = '';
   try {
@@ -41,7 +41,7 @@ async function save() {
   if (data) seen.saved += 1;
 }
 
-// Answers the number of the save that is shown.
+// Returns the number of the save that the load shows.
 async function load() {
   const data = await ask({ action: 'load' });
   if (!data) return undefined;
@@ -84,5 +84,5 @@ saves that succeeded: ${seen.saved}
 loads that showed the settings of one save: ${seen.loaded}
 requests that failed or showed anything else: ${[seen.failed.length, ...seen.failed.slice(0, 3)].join(' ')}
 at the end: a load shows the last save: ${isLast ? 'yes' : 'no'}, ${libraries} of 2 libraries are in folder.conf
-processes left over: ${programs} of the program, ${others} in all after the server's end`);
+leftover processes: ${programs} of the program, ${others} of any kind after the server's end`);
 process.exitCode = seen.failed.length + programs + others === 0 && isLast && libraries === 2 ? 0 : 1;
