@@ -1,4 +1,4 @@
-// What the stand-in's sources share.
+// Shared by the stand-in's sources.
 #ifndef HOST_PLATFORM_CORE_H_
 #define HOST_PLATFORM_CORE_H_
 

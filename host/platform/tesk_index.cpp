@@ -9,7 +9,8 @@
 namespace TESKIndexUtils {
 namespace {
 
-// Speed: whether the path is surely in normal form. False for hidden names, too.
+// Speed: true only for paths in normal form, which need no conversion. Hidden names give false,
+// too.
 bool IsNormal(const std::string& path) {
   const auto is_doubtful = [](char left, char right) {
     return left == '/' && (right == '/' || right == '.');

@@ -116,7 +116,7 @@ int TLIBCExec(const char* program, const char* arg1, const char* arg2, const cha
   std::transform(words.begin(), words.end(), std::back_inserter(arguments),
                  [](std::string& word) { return word.data(); });
   arguments.push_back(nullptr);
-  // Speed: GLib need not close descriptors, because none of ours leaks, and so may use posix_spawn.
+  // Speed: our descriptors are close-on-exec. GLib need not close them, and can use posix_spawn.
   constexpr auto kFlags =
       static_cast<GSpawnFlags>(G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_LEAVE_DESCRIPTORS_OPEN);
   int status = 0;

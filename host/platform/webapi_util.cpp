@@ -17,7 +17,7 @@ bool ReadJsonFile(Json::Value& value, const char* path) {
   }
   const char* text = content.text.get();
   Json::CharReaderBuilder builder;
-  builder["collectComments"] = false;  // one beside the account would get into the answer
+  builder["collectComments"] = false;  // a comment beside the account would get into the answer
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   try {

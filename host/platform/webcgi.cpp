@@ -6,7 +6,7 @@
 // - The texts of In() last as long as the object.
 // - The answer is one line of JSON, written at once and with its length: a client can tell a cut
 //   answer from a whole one.
-// - SIGPIPE is ignored: a client that is gone does not end the process.
+// - SIGPIPE is ignored: a client that closes the connection does not end the process.
 // - The sign-in (HTTP_AUTHORIZATION) is removed from the environment once the request is read.
 // - Inherited descriptors above standard error are marked close-on-exec (from Linux 5.11 on): no
 //   program that this one starts can keep the web server's lock.
@@ -33,13 +33,13 @@ namespace {
 
 using Host::Environment;
 
-// Sends one whole answer. Without the handler, a client that is gone would end the process.
+// Sends one whole answer. SIGPIPE would end the process when the client has closed the connection.
 void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
       headers + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-  // Speed: after a long list was freed, a buffer of this size has the allocator merge every free
-  // block.
+  // Speed: without a buffer. After a long list was freed, allocating one has the allocator merge
+  // every free block.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::fwrite(answer.data(), 1, answer.size(), stdout);
 }
