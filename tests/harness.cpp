@@ -2,7 +2,6 @@
 
 #include <json/reader.h>
 #include <json/writer.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -31,10 +30,10 @@ const std::string kRoot = Cinquill::SystemPaths::kRoot;
 // The time of files that were not written. Some file systems end in 2038.
 const fs::file_time_type kUnwritten{std::chrono::hours(-24 * 365 * 150)};
 
-// In memory, and shared with the processes that serve requests.
-const int journal = memfd_create("journal", 0);
-const int input = memfd_create("input", 0);
-const int output = memfd_create("output", 0);
+// Beside the root: what is in it may be compared.
+const std::string kJournal = kRoot + ".journal";
+const std::string kInput = kRoot + ".input";
+const std::string kOutput = kRoot + ".output";
 
 int calls_until_failure = -1;
 
@@ -53,22 +52,10 @@ struct NoteCall {
     for (std::size_t at; (at = call.find(kRoot)) != std::string::npos;) {
       call.erase(at, kRoot.size());
     }
-    dprintf(journal, "%s\n", call.c_str());
+    std::ofstream(kJournal, std::ios::app) << call << "\n";
     return calls_until_failure-- == 0;
   }
 };
-
-void Fill(int file, const std::string& text) {
-  ftruncate(file, 0);
-  pwrite(file, text.data(), text.size(), 0);
-  lseek(file, 0, SEEK_SET);
-}
-
-std::string Content(int file) {
-  std::string text(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
-  pread(file, text.data(), text.size(), 0);
-  return text;
-}
 
 // Nothing may leave the child: it would go on as the test program.
 [[noreturn]] void RunInChild(const std::vector<std::string>& variables,
@@ -79,8 +66,8 @@ std::string Content(int file) {
     const std::size_t equals = variable.find('=');
     setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
   }
-  dup2(input, STDIN_FILENO);
-  dup2(output, STDOUT_FILENO);
+  std::freopen(kInput.c_str(), "r", stdin);
+  std::freopen(kOutput.c_str(), "w", stdout);
   std::exit(run() ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
@@ -102,11 +89,11 @@ std::string Told(int status, const std::string& out, bool has_calls) {
 }  // namespace
 
 void StartJournal(int failing_call) {
-  Fill(journal, "");
+  WriteFile(kJournal, "");
   calls_until_failure = failing_call;
 }
 
-std::string Journal() { return Content(journal); }
+std::string Journal() { return ReadFile(kJournal); }
 
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
@@ -126,8 +113,8 @@ Outcome Serve(const std::string& form, const std::vector<std::string>& variables
                                "CONTENT_LENGTH=" + std::to_string(form.size())};
   all.insert(all.end(), variables.begin(), variables.end());
   StartJournal(failing_call);
-  Fill(input, form);
-  Fill(output, "");
+  WriteFile(kInput, form);
+  WriteFile(kOutput, "");
   std::fflush(stdout);  // or the child would print it again
   const pid_t child = fork();
   if (child == 0) {
@@ -136,7 +123,7 @@ Outcome Serve(const std::string& form, const std::vector<std::string>& variables
   int status = 0;
   TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
   status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  const std::string text = Told(status, Content(output), !Journal().empty());
+  const std::string text = Told(status, ReadFile(kOutput), !Journal().empty());
   return {text, text[0] == '{' ? Parse(text) : Json::Value(), Journal()};
 }
 
