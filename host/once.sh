@@ -10,7 +10,7 @@ show_requests() {
   echo "save:"
   request action=save share=tv subpath=recordings \
     closestreaming=true pre_recording=60 post_recording=300 \
-    enableauth=true account=viewer passwd=24681357 password_confirm=75318642 \
+    enableauth=true account=viewer passwd=demo password_confirm=demo \
     enable_viewer_limit=true streaming_limit=3 disable_dtv=yes || return
   show_trace || return
   echo "load:"
