@@ -55,7 +55,7 @@ async function load() {
   return n;
 }
 
-// The server's processes and the program's name the build folder.
+// Command lines of the server and of the program contain the build folder.
 function countProcesses(name) {
   const files = readdirSync('/proc').filter((pid) => Number(pid) > 0).map((pid) => `/proc/${pid}/cmdline`);
   return files.filter((file) => existsSync(file) && readFileSync(file, 'utf8').includes(`${resolve(process.env.BUILD_DIR)}/${name}`)).length;

@@ -1,5 +1,4 @@
-// parse FILE [COPY]: reads a JSON file and, with a second argument, writes it again, as a program
-// does that does nothing else.
+// parse FILE [COPY]: reads a JSON file and, with COPY, writes it there. Does nothing else.
 #include "platform/webapi_util.h"
 #include "video_folders/video_folders.h"
 

@@ -16,6 +16,7 @@ quietly() {
   local output
   mapfile output < <("${@:2}" 2>&1)
   wait $! && return
+  (($? < 128)) || exit 130 # interrupted
   printf '%s' "${output[@]}" | tail -n 40 >&2
   die "$1"
 }
@@ -46,10 +47,12 @@ to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.
 to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
 to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
 
-# The program runs two scripts below this folder through the shell. CMake refuses such a root as well.
+# The program runs two scripts below this folder through the shell, so the path must not need quoting.
+# CMake checks the same characters.
 check_path() {
   local splits
-  read -r splits < <(sed -n 's/^if(CINQUILL_SYSTEM_ROOT MATCHES "\(\[.*\]\)")$/\1/p' CMakeLists.txt)
+  read -r splits < <(sed -n 's/^if(CINQUILL_SYSTEM_ROOT MATCHES "\(\[.*\]\)")$/\1/p' CMakeLists.txt) ||
+    die "CMakeLists.txt does not say which characters a root may have"
   if [[ $PWD =~ $splits ]]; then
     die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
   fi
@@ -87,7 +90,7 @@ need() {
   [ ${#missing[@]} -eq 0 ] && return
   local by_hand="install by hand: ${missing[*]}"
   command -v apt-get > /dev/null || die "this is no Debian system; $by_hand (or what they are called here)"
-  if [ "$(id -u)" -ne 0 ]; then
+  if [ "$EUID" -ne 0 ]; then
     command -v sudo > /dev/null || die "packages are missing and there is no sudo; have an administrator $by_hand"
     as_root=(sudo)
   fi

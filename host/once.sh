@@ -25,16 +25,17 @@ request() {
     parameters+=(--data-urlencode "$parameter")
   done
   # The password goes in through a file: everybody can read arguments. A proxy must not get it.
-  answer=$(curl -q -sS --noproxy '*' --max-time 60 -K <(printf 'user = "admin:%s"' "$password") \
+  read -r answer < <(curl -q -sS --noproxy '*' --max-time 60 -K <(printf 'user = "admin:%s"' "$password") \
     "${parameters[@]}" "http://127.0.0.1:$port/dtv_manage.cgi") || return
   echo "$answer"
   [[ $answer == *'"success":true'* ]]
 }
 
 show_trace() {
-  local tries
+  local tries logs
   for ((tries = 0; tries < 50; ++tries)); do # the daemons write their lines a moment later
-    [ "$(compgen -G "$root/var/log/tesk*d.log" | wc -l)" -lt ${#daemons[@]} ] || break
+    mapfile -t logs < <(compgen -G "$root/var/log/tesk*d.log")
+    [ ${#logs[@]} -lt ${#daemons[@]} ] || break
     sleep 0.1
   done
   echo "trace:"

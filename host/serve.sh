@@ -65,7 +65,7 @@ serve() { # BUILD_DIR, which is locked
   die "the server has ended; its log is $server/error.log"
 }
 
-# A start that ends also ends its requests, unless it and its server are killed.
+# Requests outlive their start only if both the start and its server were killed.
 check_request_lock() {
   if [ -e "$server/request.lock" ] && ! flock -n "$server/request.lock" true; then
     die "a request of an earlier start is still running: it holds $server/request.lock"
@@ -75,13 +75,13 @@ check_request_lock() {
 set_up_root() {
   discard "$root".{new,old}
   if $reset; then
-    # Moved first: an interruption must not leave half a root.
+    # Renamed before it is removed: an interruption must not leave half a root.
     [ ! -e "$root" ] || attempt "move it away by hand" mv "$root" "$root.old"
     discard "$root.old" "$server"
   fi
   if [ ! -e "$root" ]; then
-    cp -R "$source_dir/host/root" "$root.new"
-    mv "$root.new" "$root"
+    attempt "put that right and start again" cp -R "$source_dir/host/root" "$root.new"
+    attempt "put that right and start again" mv "$root.new" "$root"
   fi
   check_root
   # A daemon that was killed has left its PID file: another process may have the number now.
@@ -93,7 +93,9 @@ set_up_root() {
 attempt() {
   local output
   mapfile -t output < <("${@:2}" 2>&1)
-  wait $! || die "${output[0]-}; $1"
+  wait $! && return
+  (($? < 128)) || exit 130 # interrupted
+  die "${output[0]-}; $1"
 }
 
 # discard FOLDER...: removes them with all that is in them, read-only folders as well.
@@ -102,7 +104,7 @@ discard() {
   attempt "remove it by hand, with sudo if it is not yours" rm -rf "$@"
 }
 
-# The folder list may be missing: removing it shows what the program does without it.
+# folder.conf may be missing: people remove it to see what the program does then.
 check_root() {
   local skeleton=$source_dir/host/root missing
   mapfile -t missing < <(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" 2> /dev/null |
@@ -129,41 +131,51 @@ start_all() {
   trap 'exit 129' HUP
   trap 'exit 130' INT
   trap 'exit 143' TERM
-  : > "$server/daemons.log"
+  attempt "remove it by hand" rm -f "$server"/{daemons.log,lighttpd.pid,one_at_a_time}
+  { : > "$server/daemons.log" && : >> "$server/error.log"; } 2> /dev/null || die "$server/error.log cannot be written; remove it by hand"
   for name in "${daemons[@]}"; do
     start "$root/usr/tesk/sbin/teskdaemon" "$name" 2>> "$server/daemons.log"
   done
-  rm -f "$server/lighttpd.pid"
   cp "$source_dir/host/one_at_a_time.sh" "$server/one_at_a_time"
-  ln -sf "$source_dir/host/lighttpd.conf" "$server/" # the list of processes then names the build folder
+  ln -sf "$source_dir/host/lighttpd.conf" "$server/" # ps then shows which build folder the server serves
   PORT=$port PAGE=$source_dir/host/www STATE=$server PROGRAM=$server/one_at_a_time \
-    start lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines
+    start lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines also go there
   lighttpd=$!
   SECONDS=0
   until is_serving; do
     for pid in "${started[@]}"; do
-      kill -0 "$pid" 2> /dev/null ||
-        die "the start failed: $(tail -qn1 "$server"/{daemons,error}.log | head -n1); put that right, or start over with --reset"
+      kill -0 "$pid" 2> /dev/null || fail_start "$pid"
     done
     ((SECONDS < 10)) || die "not ready after 10 seconds; the log is $server/error.log"
     sleep 0.1
   done
 }
 
-# start COMMAND...: in the background, in a session of its own, which Ctrl-C does not reach. It ends
-# with this script, also when that is killed: by a signal, or before it begins when its parent is gone.
+# fail_start PID: ends with the last message of the process, which has ended.
+fail_start() {
+  local log=daemons advice="start over with --reset" message
+  if [ "$1" = "$lighttpd" ]; then
+    log=error advice="choose another port with --port N"
+  fi
+  message=$(tail -n1 "$server/$log.log")
+  die "the start failed: ${message:-no message}; put that right, or $advice"
+}
+
+# start COMMAND...: in the background, in a session of its own, which Ctrl-C does not reach. The kernel
+# ends it when this script ends. If the script has ended before the kernel is asked, COMMAND is not run.
 start() {
   setsid setpriv --pdeathsig TERM sh -c "[ \$PPID = $$ ] && exec \"\$@\"" start "$@" 9>&- &
   started+=($!)
 }
 
-# The server writes its process number down when it has the port.
+# Every daemon writes its PID file; lighttpd writes its own once it listens.
 is_serving() {
   local pid_files=("$root"/var/run/tesk*d.pid)
   [ ${#pid_files[@]} -eq ${#daemons[@]} ] && [ -s "$server/lighttpd.pid" ]
 }
 
-# Lets a running request finish within the server's time limit, then ends what is left.
+# A running request has 5 seconds to finish (server.graceful-shutdown-timeout). Then everything that is
+# left is ended.
 stop_all() {
   trap '' HUP INT TERM
   local left signal=TERM tries

@@ -64,7 +64,7 @@ TEST(AppUsers, AreReturnedInPages) {
   EXPECT_EQ(open_files(), before) << "every file is closed";
 }
 
-TEST(AppUsers, AreListedWithoutUsersThatCannotBeRead) {
+TEST(AppUsers, SkipUnreadableUsers) {
   MakeAccounts();
   ExpectJournal("users.txt", [](int failing_call) {
     Host::SetError(0xAB);

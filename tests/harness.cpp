@@ -30,7 +30,7 @@ const std::string kRoot = Cinquill::SystemPaths::kRoot;
 // The time of files that were not written. Some file systems end in 2038.
 const fs::file_time_type kUnwritten{std::chrono::hours(-24 * 365 * 150)};
 
-// Beside the root: what is in it may be compared.
+// Outside the root, because TakeWrites() reports every file in it.
 const std::string kJournal = kRoot + ".journal";
 const std::string kInput = kRoot + ".input";
 const std::string kOutput = kRoot + ".output";
@@ -72,7 +72,7 @@ struct NoteCall {
 }
 
 // Returns Outcome::text.
-std::string Told(int status, const std::string& out, bool has_calls) {
+std::string Describe(int status, const std::string& out, bool has_calls) {
   const std::size_t end = out.find("\r\n\r\n");
   const std::string body = end == std::string::npos ? "\n" : out.substr(end + 4);
   const std::string whole = "Content-Type: text/plain; charset=\"UTF-8\"\r\nContent-Length: " +
@@ -123,7 +123,7 @@ Outcome Serve(const std::string& form, const std::vector<std::string>& variables
   int status = 0;
   TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
   status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  const std::string text = Told(status, ReadFile(kOutput), !Journal().empty());
+  const std::string text = Describe(status, ReadFile(kOutput), !Journal().empty());
   return {text, text[0] == '{' ? Parse(text) : Json::Value(), Journal()};
 }
 

@@ -9,8 +9,8 @@
 namespace TESKIndexUtils {
 namespace {
 
-// Speed: true only for paths in normal form, which need no conversion. Hidden names give false,
-// too.
+// Speed: true only for paths in normal form, which need no conversion. A path with a hidden name
+// also gives false, and is converted.
 bool IsNormal(const std::string& path) {
   const auto is_doubtful = [](char left, char right) {
     return left == '/' && (right == '/' || right == '.');

@@ -38,8 +38,8 @@ void Send(const std::string& headers, const std::string& body) {
   std::signal(SIGPIPE, SIG_IGN);
   const std::string answer =
       headers + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-  // Speed: without a buffer. After a long list was freed, allocating one has the allocator merge
-  // every free block.
+  // Speed: no stdio buffer. Allocating the buffer after a long list was freed makes the allocator
+  // merge every free block.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::fwrite(answer.data(), 1, answer.size(), stdout);
 }

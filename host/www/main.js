@@ -11,7 +11,7 @@ const element = (id) => document.getElementById(id);
 const inputs = Object.keys(FIELDS).map(element);
 
 const SLOW = 5_000; // milliseconds, after which the bar says that this can take longer
-const SETTLE = 300; // milliseconds; a save of another session that has loaded before this one may follow it
+const SETTLE = 300; // milliseconds; another session that loaded before this save may save right after it
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 // The urgent phases, with the fields that need attention then.
 const URGENT = {
@@ -30,8 +30,8 @@ let refusal = null; // the key of the last save's refusal, and what was sent
 let unreadable = {}; // the steps that the last load could not read
 let hasAskedToCheck = false; // whether a save was stopped because of them
 let changedElsewhere = {}; // what `merge` has found, until the next save or discard
-let ineffective = { ...history.state?.ineffective }; // what failed saves have left; a reload keeps it
-const checked = new Set(); // the fields whose problems are shown: those that were left, after Save all
+let ineffective = { ...history.state?.ineffective }; // what failed saves stored, perhaps without effect; a reload keeps it
+const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
 
 const isBusy = () => phase === 'loading' || phase === 'saving';
 const isAny = (found) => Object.keys(found).length > 0;
@@ -185,8 +185,8 @@ async function send(sent) {
   return failure ? sayFailed(failure, ...outcome('all_stored')) : saySucceeded();
 }
 
-// What is not stored as sent was lost to another session, or with its file. A load shows no password: it counts
-// as stored if all else is.
+// If a value is not stored as sent, another session has replaced it, or its file is unreadable. No load shows the
+// password, so it counts as stored if everything else is.
 function saySucceeded() {
   const isComplete = !isAny(unreadable) && unsaved().every(({ id }) => isPassword(id));
   if (isComplete) writeForm(stored);
@@ -243,8 +243,8 @@ async function refreshIdleTab() {
   else refresh();
 }
 
-// Shows the problems of fields that were left. Their sentences move what is below, so a click that leaves a
-// field comes first.
+// Shows the problems of fields that lost the focus. The sentences shift the page, so they wait until the click
+// that left the field is over.
 function check() {
   if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0) sayInvalid();
 }

@@ -1,5 +1,5 @@
 // The settings as the form holds them: text for every field, true or false for every flag, under the
-// names that the program uses when it saves. Only the DTV service is turned round: the program asks
+// names that the program uses when it saves. Only the DTV service is inverted: the program asks
 // whether it is switched off, the form whether it runs.
 
 // What the program takes for "keep the stored password".
@@ -158,12 +158,12 @@ export function problemsOf(form, stored) {
   return problems.filter(([, problem]) => problem !== undefined);
 }
 
-// The fields that a save was refused for, as long as they are as it has sent them.
+// The fields that a save was refused for, until they are edited.
 export function refusedFields({ key, sent }, form) {
   return REFUSALS[key].filter((name) => !differ(form, sent, unitOf(name)));
 }
 
-// Always all parameters: the program takes one that is missing for a change. Nothing is sent for an
+// Sends all parameters: the program gives a missing one its default. Nothing is sent for an
 // untouched destination or account: they stay as stored even where the form can't show them faithfully.
 export function saveParameters({ dtv_service, ...form }, stored) {
   const moved = destination(form) !== destination(stored);
@@ -177,9 +177,9 @@ export function saveParameters({ dtv_service, ...form }, stored) {
 }
 
 // Merges what is stored `now` into the form as `typed`, where `shown` was stored before. A unit that was touched
-// keeps what was typed, any other one takes what is stored now. What `attempt`, a save of this page, has sent was
-// touched. So is what is `gone`: the form then offers it as unsaved. Nobody else has changed what this page has
-// sent, what was `hidden` before, or what is `gone`. Returns
+// keeps what was typed, any other one takes what is stored now. A unit also counts as touched if `attempt`, a save
+// of this page, has sent it or if it is `gone`: the form then offers it as unsaved. Units that this page has sent,
+// that were `hidden` before or that are `gone` do not count as changed elsewhere. Returns
 //   taken      the fields that take what is stored now
 //   elsewhere  the fields that another session has changed ("changed"), or whose change no longer applies
 //              after that ("void"), by their name
@@ -202,8 +202,8 @@ export function merge(typed, shown, now, attempt, hidden, gone) {
   };
 }
 
-// What failed saves have stored, perhaps without effect, by the name of its first field: what is `known` of
-// earlier ones, and what `attempt` has added, unless it has succeeded. It ends when another value is stored.
+// Returns the units that a failed save has stored, perhaps without effect, by their first field: those `known` so
+// far, and those of `attempt` if it failed. A unit is dropped once another value is stored.
 export function possiblyIneffective(known, attempt, now) {
   const { before, sent } = !attempt || attempt.hasSucceeded ? { before: now, sent: now } : attempt;
   const units = UNITS.filter((unit) => FIELDS[unit[0]].acts && differ(sent, before, unit));
