@@ -13,11 +13,12 @@ die() {
 
 # quietly MESSAGE COMMAND...: when the command fails, shows the end of its output and ends with MESSAGE.
 quietly() {
-  local output
-  mapfile output < <("${@:2}" 2>&1)
-  wait $! && return
+  local log=build/output.$$
+  mkdir -p build
+  "${@:2}" > "$log" 2>&1 && rm "$log" && return
   (($? < 128)) || exit 130 # interrupted
-  printf '%s' "${output[@]}" | tail -n 40 >&2
+  tail -n 40 "$log" >&2
+  rm "$log"
   die "$1"
 }
 

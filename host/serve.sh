@@ -91,11 +91,11 @@ set_up_root() {
 
 # attempt ADVICE COMMAND...: when the command fails, ends with its first message and ADVICE.
 attempt() {
-  local output
-  mapfile -t output < <("${@:2}" 2>&1)
-  wait $! && return
+  local message=''
+  "${@:2}" 2> "$root.log" && return
   (($? < 128)) || exit 130 # interrupted
-  die "${output[0]-}; $1"
+  read -r message < "$root.log" || true
+  die "${message:-$2 failed}; $1"
 }
 
 # discard FOLDER...: removes them with all that is in them, read-only folders as well.

@@ -38,10 +38,8 @@ export async function startServer() {
   };
 }
 
-export function readSettings(name) {
-  const text = readFileSync(inSettings(name), 'utf8');
-  return name.startsWith('dtv_') ? text : JSON.parse(text);
-}
+const parse = (name, text) => (name.startsWith('dtv_') ? text : JSON.parse(text));
+export const readSettings = (name) => parse(name, readFileSync(inSettings(name), 'utf8'));
 
 export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
 
@@ -69,9 +67,6 @@ export function hold(program) {
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
-    release() {
-      rmSync(held, { force: true });
-      if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script);
-    },
+    release: () => { rmSync(held, { force: true }); if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script); },
   };
 }

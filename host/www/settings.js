@@ -100,7 +100,7 @@ export function formFrom(data, shown) {
 export function unreadableSteps(data) {
   const hasDefaultTimes = !differ(data, NEW_DEVICE, ofStep('recording'));
   if (!('passwd' in data)) return hasDefaultTimes ? {} : { hidden: 'streaming', gone: 'recording' };
-  const hasAccess = data.enableauth || data.account !== null || data.enable_viewer_limit || data.streaming_limit !== 0;
+  const hasAccess = ofStep('streaming').some((name) => !isPassword(name) && ![false, null, 0].includes(data[name]));
   return hasDefaultTimes && !hasAccess ? { hidden: 'recording', gone: 'streaming' } : {};
 }
 

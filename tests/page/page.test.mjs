@@ -24,11 +24,7 @@ async function open(locale) {
   await says({ phase: '' });
 }
 
-async function reload(files = {}) {
-  store(files);
-  await page.reload();
-  await says({ phase: '' });
-}
+const reload = (files = {}) => { store(files); return page.reload().then(() => says({ phase: '' })); };
 
 // Compares what is expected with what the page shows at rest: the bar's phase, where the focus is, the fields
 // marked as unsaved, the values, and what the bar and the places beside fields say, by the names of the texts.
@@ -52,9 +48,8 @@ async function says({ values, ...expected }) {
 
 const press = (name) => page.getByRole('button', { name }).press('Enter', { timeout: 5000 });
 
-async function fill(values) {
-  for (const [name, value] of Object.entries(values)) await page.locator(`#${name}`)[typeof value === 'boolean' ? 'setChecked' : 'fill'](value);
-}
+const set = (name, value) => page.locator(`#${name}`)[typeof value === 'boolean' ? 'setChecked' : 'fill'](value);
+const fill = async (values) => { for (const entry of Object.entries(values)) await set(...entry); };
 
 async function save(values = {}, expected = {}) {
   await fill(values);

@@ -6,7 +6,7 @@ import { once } from 'node:events';
 import { existsSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
 import { request } from 'node:http';
 import { basename, join } from 'node:path';
-import { after, before, test } from 'node:test';
+import { after, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
 import { hold, indexTool, readSettings, startServer } from '../server.mjs';
@@ -14,9 +14,7 @@ import { hold, indexTool, readSettings, startServer } from '../server.mjs';
 const buildFolder = process.env.BUILD_DIR;
 const root = join(buildFolder, 'root');
 const program = join(buildFolder, 'dtv_manage.cgi');
-let server;
-
-before(async () => { server = await startServer(); });
+const server = await startServer();
 after(() => server.stop());
 
 // One request; the answer with its status, headers and text. Signs in as the administrator unless
@@ -32,9 +30,7 @@ function send({ method = 'POST', path = '/dtv_manage.cgi', user = 'admin', passw
   });
 }
 
-async function perform(action, parameters = {}) {
-  return JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
-}
+const perform = async (action, parameters = {}) => JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
 
 // The folder in /proc of the process whose command line is the program after such a start; empty if there is none.
 const processOf = (start) => execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' })
@@ -42,9 +38,7 @@ const processOf = (start) => execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${s
 
 const readLog = (name) => readFileSync(join(buildFolder, name), 'utf8');
 
-async function until(holds) {
-  while (!holds()) await pause(50);
-}
+const until = async (holds) => { while (!holds()) await pause(50); };
 
 // Changes whenever a save has written or run something.
 const traces = () => ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) => readdirSync(join(root, folder)).map((name) => {
