@@ -34,11 +34,7 @@ refuse() {
   exit 2
 }
 
-for argument in "$@"; do
-  case $argument in
-    -h | --help) usage; exit ;;
-  esac
-done
+[[ " $* " != *" -h "* && " $* " != *" --help "* ]] || { usage; exit; }
 
 # ---- Installing, on a Debian machine
 

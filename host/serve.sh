@@ -31,9 +31,7 @@ parse_options() {
 }
 
 check_port() {
-  if (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null; then
-    die "port $port is taken; choose another one with --port N"
-  fi
+  ! (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null || die "port $port is taken; choose another one with --port N"
 }
 
 # lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
@@ -67,9 +65,8 @@ serve() { # BUILD_DIR, which is locked
 
 # Requests outlive their start only if both the start and its server were killed.
 check_request_lock() {
-  if [ -e "$server/request.lock" ] && ! flock -n "$server/request.lock" true; then
+  [ ! -e "$server/request.lock" ] || flock -n "$server/request.lock" true ||
     die "a request of an earlier start is still running: it holds $server/request.lock"
-  fi
 }
 
 set_up_root() {
@@ -154,9 +151,7 @@ start_all() {
 # fail_start PID: ends with the last message of the process, which has ended.
 fail_start() {
   local log=daemons advice="start over with --reset" message
-  if [ "$1" = "$lighttpd" ]; then
-    log=error advice="choose another port with --port N"
-  fi
+  [ "$1" != "$lighttpd" ] || log=error advice="choose another port with --port N"
   message=$(tail -n1 "$server/$log.log")
   die "the start failed: ${message:-no message}; put that right, or $advice"
 }
@@ -188,9 +183,7 @@ stop_all() {
   for ((tries = 0; tries < 20; ++tries)); do
     kill "-$signal" -- "${left[@]}" 2> /dev/null || break
     sleep 0.1
-    if ((tries == 10)); then
-      signal=KILL
-    fi
+    ((tries < 10)) || signal=KILL
   done
 }
 
