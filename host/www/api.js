@@ -23,6 +23,6 @@ export async function request(action, parameters = {}) {
   if (REASONS[response.status]) throw new Failure(REASONS[response.status]);
   const answer = await response.json().catch(fail);
   if (answer?.success === false) throw new Failure(answer.errinfo?.key);
-  if (answer?.success !== true || (action === 'load' && !answer.data)) throw new Failure('unreadable');
+  if (answer?.success !== true || (action === 'load' && typeof answer.data?.dtv_destination !== 'string')) throw new Failure('unreadable');
   return answer.data;
 }

@@ -28,6 +28,7 @@ let stored = null; // the form as the appliance stored it when it was last asked
 let attempt = null; // the form before a save, and what that sent, until a load shows what it has done
 let refusal = null; // the key of the last save's refusal, and what was sent
 let unreadable = {}; // the steps that the last load could not read
+let hasFiles = false; // whether a load has shown that settings files exist; they are never removed again
 let hasAskedToCheck = false; // whether a save was stopped because of them
 let changedElsewhere = {}; // what `merge` has found, until the next save or discard
 let ineffective = { ...history.state?.ineffective }; // what failed saves stored, perhaps without effect; a reload keeps it
@@ -37,7 +38,7 @@ const isBusy = () => phase === 'loading' || phase === 'saving';
 const isAny = (found) => Object.keys(found).length > 0;
 const editedForm = () => effective(readForm(), stored);
 const unsaved = () => inputs.filter(({ id }) => editedForm()[id] !== stored[id]);
-const isUnreadable = (id) => Object.values(unreadable).includes(FIELDS[id].step) && !isPassword(id);
+const isUnreadable = (id) => Object.values(unreadable).flat().includes(FIELDS[id].step) && !isPassword(id);
 const hasChanges = () => stored !== null && (attempt !== null || unsaved().length > 0);
 
 const valueOf = ({ type }) => (type === 'checkbox' ? 'checked' : 'value');
@@ -78,9 +79,7 @@ function say(newPhase, ...sentences) {
 
 const sayPhase = (name, ...more) => say(name, name && text(name), ...more);
 
-function sayInvalid() {
-  say('invalid', text('invalid', shownProblems().size));
-}
+const sayInvalid = () => say('invalid', text('invalid', shownProblems().size));
 
 function refresh() {
   const known = stored !== null;
@@ -127,15 +126,16 @@ const loadAndMerge = async () => mergeLoaded(await request('load'));
 
 // Takes over and marks what was changed elsewhere. Returns the result of merge().
 function mergeLoaded(data) {
-  const { hidden } = unreadable;
-  unreadable = unreadableSteps(data);
-  const now = formFrom(data, stored);
+  const { hidden, gone } = unreadable;
+  unreadable = unreadableSteps(data, hasFiles);
+  hasFiles ||= 'passwd' in data || isAny(unreadable);
+  const now = formFrom(data, stored, unreadable);
   const merged = stored === null ? { taken: now, elsewhere: {} }
     : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
   ineffective = possiblyIneffective(ineffective, attempt, now);
   history.replaceState({ ineffective }, '');
   changedElsewhere = { ...changedElsewhere, ...merged.elsewhere };
-  hasAskedToCheck &&= isAny(unreadable);
+  hasAskedToCheck &&= String(unreadable.gone) === String(gone);
   setText('conflict', data.DVB_conflict && text('conflict'));
   stored = now;
   attempt = null;
@@ -170,6 +170,7 @@ function askToCheck(...sentences) {
 // Only the load after the save shows what is stored.
 async function send(sent) {
   attempt = { before: stored, sent };
+  history.replaceState({ ineffective: { ...ineffective, ...possiblyIneffective({}, attempt, sent) } }, ''); // for a reload meanwhile
   let failure;
   try {
     await request('save', saveParameters(sent, stored));
@@ -188,11 +189,11 @@ async function send(sent) {
 // If a value is not stored as sent, another session has replaced it, or its file is unreadable. No load shows the
 // password, so it counts as stored if everything else is.
 function saySucceeded() {
-  const isComplete = !isAny(unreadable) && unsaved().every(({ id }) => isPassword(id));
-  if (isComplete) writeForm(stored);
-  if (!hasChanges()) say(isComplete && !isAny(ineffective) ? 'saved' : 'noticed', ...outcome('saved'));
-  else if (isAny(unreadable)) askToCheck(...outcome());
-  else say('lost', text('lost'), ...outcome());
+  if (isAny(unreadable)) return askToCheck(...outcome());
+  const isLost = Object.values(changedElsewhere).includes('void') || unsaved().some(({ id }) => !isPassword(id));
+  if (isLost) return say('lost', text('lost'), ...outcome());
+  writeForm(stored);
+  return say(isAny(ineffective) ? 'noticed' : 'saved', ...outcome('saved'));
 }
 
 // Returns the sentences for what a load after a save has shown.
@@ -275,23 +276,24 @@ element('settings').addEventListener('submit', (event) => {
   event.preventDefault();
   run('saving', save);
 });
+// A second click, or Enter that is held, must not answer what the first one has asked.
+element('save').addEventListener('click', (event) => event.detail > 1 && event.preventDefault());
+element('settings').addEventListener('keydown', (event) => event.key === 'Enter' && event.repeat && event.preventDefault());
 element('settings').addEventListener('input', () => {
   if (shownProblems().size > 0) sayInvalid();
   else sayPhase(hasChanges() ? 'unsaved' : '');
 });
 element('settings').addEventListener('focusout', ({ target }) => {
+  if (!Object.hasOwn(FIELDS, target.id)) return;
   checked.add(target.id);
   check();
 });
 element('retry').addEventListener('click', () => load('loaded'));
 element('discard').addEventListener('click', () => load('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
-addEventListener('click', check);
-addEventListener('click', uncover);
+addEventListener('click', (event) => { check(); uncover(event); });
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));
-addEventListener('beforeunload', (event) => {
-  if (hasChanges()) event.preventDefault();
-});
+addEventListener('beforeunload', (event) => hasChanges() && event.preventDefault());
 
 document.documentElement.lang = language;
 for (const shown of document.querySelectorAll('[data-text]')) shown.textContent = text(shown.dataset.text);

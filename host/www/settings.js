@@ -74,7 +74,7 @@ export const REFUSALS = {
 
 const NAMES = Object.keys(FIELDS);
 const NEW_DEVICE = Object.fromEntries(NAMES.map((name) => [name, FIELDS[name].initial ?? false]));
-const ofStep = (step) => NAMES.filter((name) => FIELDS[name].step === step);
+const ofSteps = (steps) => NAMES.filter((name) => steps.includes(FIELDS[name].step));
 const unitOf = (name) => NAMES.filter((other) => other === name || FIELDS[other].unit === name);
 const UNITS = NAMES.filter((name) => !FIELDS[name].unit).map(unitOf);
 
@@ -85,23 +85,23 @@ const differ = (form, other, names) => names.some((name) => form[name] !== other
 
 // The form for what a load has returned. Settings that the load hides stay as they were `shown`, if they were.
 // Settings that are gone get the values of a new device.
-export function formFrom(data, shown) {
-  const { hidden, gone } = unreadableSteps(data);
+export function formFrom(data, shown, { hidden = [], gone = [] }) {
   const folder = splitDestination(oneLine(data.dtv_destination));
-  const values = { ...data, ...pick(ofStep(gone), NEW_DEVICE), ...folder, dtv_service: !data.disable_dtv };
+  const values = { ...data, ...pick(ofSteps(gone), NEW_DEVICE), ...folder, dtv_service: !data.disable_dtv };
   const convert = { flag: Boolean, text: oneLine, number: oneLine, seconds: oneLine, password: () => '' };
   const form = Object.fromEntries(NAMES.map((name) => [name, convert[FIELDS[name].kind](values[name])]));
-  return { ...form, ...(shown && pick(ofStep(hidden), shown)) };
+  return { ...form, ...(shown && pick(ofSteps(hidden), shown)) };
 }
 
 // Returns the steps whose stored settings a load does not show. Recording and streaming have a file each. Where
 // only one of the files can be read, the settings of the other are `gone`, and a load shows defaults for those of
-// this one: they are `hidden`. Where neither can, the device is new.
-export function unreadableSteps(data) {
-  const hasDefaultTimes = !differ(data, NEW_DEVICE, ofStep('recording'));
-  if (!('passwd' in data)) return hasDefaultTimes ? {} : { hidden: 'streaming', gone: 'recording' };
-  const hasAccess = ofStep('streaming').some((name) => !isPassword(name) && ![false, null, 0].includes(data[name]));
-  return hasDefaultTimes && !hasAccess ? { hidden: 'recording', gone: 'streaming' } : {};
+// this one: they are `hidden`. Where neither can, the device is new, unless an earlier load has shown `hasFiles`.
+export function unreadableSteps(data, hasFiles) {
+  const hasDefaultTimes = !differ(data, NEW_DEVICE, ofSteps(['recording']));
+  if (!('passwd' in data) && hasDefaultTimes) return hasFiles ? { gone: ['recording', 'streaming'] } : {};
+  if (!('passwd' in data)) return { hidden: ['streaming'], gone: ['recording'] };
+  const hasAccess = ofSteps(['streaming']).some((name) => !isPassword(name) && ![false, null, 0].includes(data[name]));
+  return hasDefaultTimes && !hasAccess ? { hidden: ['recording'], gone: ['streaming'] } : {};
 }
 
 function splitDestination(destination) {
@@ -184,21 +184,21 @@ export function saveParameters({ dtv_service, ...form }, stored) {
 //   elsewhere  the fields that another session has changed ("changed"), or whose change no longer applies
 //              after that ("void"), by their name
 //   contested  whether what was typed conflicts with such a change or no longer applies
-export function merge(typed, shown, now, attempt, hidden, gone) {
+export function merge(typed, shown, now, attempt, hidden = [], gone = []) {
   const sent = attempt?.sent ?? shown;
   const isOf = (steps, [name]) => steps.includes(FIELDS[name].step);
-  const isTouched = (unit) => isOf([gone], unit) || differ(typed, shown, unit) || differ(sent, shown, unit);
+  const isTouched = (unit) => isOf(gone, unit) || differ(typed, shown, unit) || differ(sent, shown, unit);
   const isChangedElsewhere = (unit) =>
-    !isOf([hidden, gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
+    !isOf([...hidden, ...gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
   const merged = { ...typed, ...pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now) };
-  const isVoid = (unit) => unit.some((name) => typed[name] !== shown[name] && !applies(name, merged));
+  const isVoid = (unit) => differ(typed, now, unit) && unit.some((name) => typed[name] !== shown[name] && !applies(name, merged));
   const isContested = (unit) => isTouched(unit) && isChangedElsewhere(unit) && differ(typed, now, unit);
-  const changed = UNITS.filter(isChangedElsewhere).flat().filter((name) => now[name] !== shown[name]);
+  const changed = UNITS.filter(isChangedElsewhere).flat().filter((name) => now[name] !== shown[name] && now[name] !== typed[name]);
   const voided = UNITS.filter(isVoid).flat();
   return {
     taken: pick(UNITS.filter((unit) => !isTouched(unit) || isVoid(unit)).flat(), now),
     elsewhere: Object.fromEntries([...changed.map((name) => [name, 'changed']), ...voided.map((name) => [name, 'void'])]),
-    contested: voided.length > 0 || UNITS.some(isContested),
+    contested: voided.length > 0 || UNITS.some(isContested) || (isChangedElsewhere(['dtv_service']) && !now.dtv_service),
   };
 }
 

@@ -36,7 +36,7 @@ export const languages = {
     enable_viewer_limit_hint: 'Limits how many can watch at the same time.',
     streaming_limit: 'Maximum viewers',
     conflict: 'A tuner conflict exists: another program on this appliance uses the same tuner. Stop that program, or have it use another tuner.',
-    unreadable_notice: 'Some stored settings can’t be read: a settings file is missing or damaged. They are marked below. Saving replaces them with what is shown.',
+    unreadable_notice: 'Some stored settings can’t be read: a settings file may be missing or damaged. They are marked below. Saving replaces them with what is shown; an empty account stays as stored.',
 
     save: 'Save',
     discard: 'Discard',
@@ -82,7 +82,7 @@ export const languages = {
     password_missing: 'Sign-in needs a password. Enter one.',
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
-    share_ineffective: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists; then save the previous folder or any other, and then this one again.',
+    share_ineffective: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists. Then save the previous folder again, and after it this one. If there was none, save any other existing folder first.',
     dtv_service_ineffective: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
     errors: {
       unknown: 'The appliance reported an error.',
@@ -130,7 +130,7 @@ export const languages = {
     enable_viewer_limit_hint: 'Begrenzt, wie viele gleichzeitig zusehen können.',
     streaming_limit: 'Höchstzahl der Zuschauer',
     conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
-    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt oder ist beschädigt. Die Felder sind unten markiert. Speichern ersetzt das Gespeicherte durch das, was angezeigt wird.',
+    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt vielleicht oder ist beschädigt. Die Felder sind unten markiert. Speichern ersetzt das Gespeicherte durch das, was angezeigt wird; ein leeres Konto bleibt, wie es gespeichert ist.',
 
     save: 'Speichern',
     discard: 'Verwerfen',
@@ -176,7 +176,7 @@ export const languages = {
     password_missing: 'Die Anmeldung braucht ein Passwort. Geben Sie eines ein.',
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
-    share_ineffective: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt; speichern Sie dann einen anderen Ordner und danach wieder diesen.',
+    share_ineffective: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt. Speichern Sie dann den vorherigen Ordner noch einmal und danach wieder diesen. Gab es keinen, speichern Sie zuerst irgendeinen anderen vorhandenen Ordner.',
     dtv_service_ineffective: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
     errors: {
       unknown: 'Das Gerät hat einen Fehler gemeldet.',
