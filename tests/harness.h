@@ -1,4 +1,4 @@
-// Serves requests by the real handler on the stand-in, below the root of the build, and keeps a
+// Serves requests with the real handler on the stand-in, below the root of the build, and keeps a
 // journal of their calls. The linker puts wrappers (--wrap) around most of the platform's calls,
 // the log, popen(), fgets(), pclose() and system(). A wrapper notes the call, and then makes it or
 // fails. tests/CMakeLists.txt lists the functions.

@@ -28,10 +28,10 @@ struct Course {
   std::map<std::string, std::string> results;
 };
 
-// Performs a course once as usual, and once for each call with that call failing. Compares what is
-// found with a file of tests/journals. The file has a line for each call, in order. Below it stands
-// what changes when the call fails: new calls, where the usual course goes on, and results that are
-// new, changed or lost. The last line has the usual results.
+// Runs `perform` once without a failure, then once for each call, with that call failing. Compares
+// the result with a file of tests/journals. The file has a line for each call, in order. Below it
+// stands what changes when the call fails: new calls, where the usual course goes on, and results
+// that are new, changed or lost. The last line has the usual results.
 void ExpectJournal(const std::string& file, const std::function<Course(int failing_call)>& perform);
 
 }  // namespace Harness

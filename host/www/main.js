@@ -28,8 +28,8 @@ let stored = null; // the form as the appliance stored it when it was last asked
 let attempt = null; // the form before a save, and what that sent, until a load shows what it has done
 let refusal = null; // the key of the last save's refusal, and what was sent
 let unreadable = {}; // the steps that the last load could not read
-let hasFiles = false; // whether a load has shown that settings files exist; they are never removed again
-let hasAskedToCheck = false; // whether a save was stopped because of them
+let hasAskedToCheck = false; // whether a save was stopped because of unreadable steps
+let hasFiles = false; // whether a load has shown that settings files exist
 let changedElsewhere = {}; // what `merge` has found, until the next save or discard
 let ineffective = { ...history.state?.ineffective }; // what failed saves stored, perhaps without effect; a reload keeps it
 const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
@@ -78,7 +78,6 @@ function say(newPhase, ...sentences) {
 }
 
 const sayPhase = (name, ...more) => say(name, name && text(name), ...more);
-
 const sayInvalid = () => say('invalid', text('invalid', shownProblems().size));
 
 function refresh() {
@@ -170,7 +169,7 @@ function askToCheck(...sentences) {
 // Only the load after the save shows what is stored.
 async function send(sent) {
   attempt = { before: stored, sent };
-  history.replaceState({ ineffective: { ...ineffective, ...possiblyIneffective({}, attempt, sent) } }, ''); // for a reload meanwhile
+  history.replaceState({ ineffective: { ...ineffective, ...possiblyIneffective({}, attempt, sent) } }, ''); // if the page is reloaded meanwhile
   let failure;
   try {
     await request('save', saveParameters(sent, stored));

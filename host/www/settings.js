@@ -183,7 +183,8 @@ export function saveParameters({ dtv_service, ...form }, stored) {
 //   taken      the fields that take what is stored now
 //   elsewhere  the fields that another session has changed ("changed"), or whose change no longer applies
 //              after that ("void"), by their name
-//   contested  whether what was typed conflicts with such a change or no longer applies
+//   contested  whether what was typed conflicts with such a change or no longer applies, or another session has
+//              switched the service off: a switch that cannot be read looks the same
 export function merge(typed, shown, now, attempt, hidden = [], gone = []) {
   const sent = attempt?.sent ?? shown;
   const isOf = (steps, [name]) => steps.includes(FIELDS[name].step);

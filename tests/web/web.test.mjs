@@ -32,7 +32,7 @@ function send({ method = 'POST', path = '/dtv_manage.cgi', user = 'admin', passw
 
 const perform = async (action, parameters = {}) => JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
 
-// The folder in /proc of the process whose command line is the program after such a start; empty if there is none.
+// The folder in /proc of the process whose command line matches `start` followed by the program's path, or ''.
 const processOf = (start) => execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' })
   .trim().replace('/cmdline', '');
 
