@@ -14,7 +14,7 @@ const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
 
 // The server ends with this process, also when this one is killed.
 async function launch(...parameters) {
-  const serve = new URL('../host/serve.sh', import.meta.url).pathname;
+  const serve = new URL('../server/serve.sh', import.meta.url).pathname;
   const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], { stdio: ['ignore', 'pipe', 'inherit'] });
   let password;
   for await (const line of createInterface({ input: child.stdout })) {

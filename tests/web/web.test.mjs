@@ -60,7 +60,7 @@ test('a save runs tool and script, signals the daemons, writes private files and
 });
 
 test('what is refused, and the headers of every answer', async (t) => {
-  const link = new URL('../../host/www/linked.html', import.meta.url);
+  const link = new URL('../../page/linked.html', import.meta.url);
   symlinkSync('/etc/hostname', link);
   t.after(() => rmSync(link));
   const body = 'action=save&disable_dtv=yes';

@@ -1,4 +1,4 @@
-# Sourced by host/serve.sh for --once: shows what the program does, through the web server.
+# Sourced by server/serve.sh for --once: shows what the program does, through the web server.
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # serve.sh sets the variables
 

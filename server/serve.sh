@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# host/serve.sh BUILD_DIR [OPTION...]
+# server/serve.sh BUILD_DIR [OPTION...]
 # Serves the settings page and the program of one build folder as `./run` does, which sources this
 # file; `./run --help` explains the options.
 
@@ -7,9 +7,9 @@ set -euo pipefail
 umask 077 # settings hold a plain-text password
 ulimit -c 0 # and so would a core dump
 read -r source_dir < <(readlink -f "${BASH_SOURCE[0]}")
-source_dir=${source_dir%/host/*}
-# shellcheck source=host/common.sh
-. "$source_dir/host/common.sh"
+source_dir=${source_dir%/server/*}
+# shellcheck source=common.sh
+. "$source_dir/common.sh"
 
 daemons=(teskindexd teskvideoindexd teskvideometadatad)
 started=() lighttpd='' # process numbers
@@ -51,8 +51,8 @@ serve() { # BUILD_DIR, which is locked
   $once || printf 'user name: admin\npassword: %s\n' "$password"
   start_all
   if $once; then
-    # shellcheck source=host/once.sh
-    . "$source_dir/host/once.sh"
+    # shellcheck source=server/once.sh
+    . "$source_dir/server/once.sh"
     show_requests || die "a request failed, or the second load does not show what was saved"
     return
   fi
@@ -133,9 +133,9 @@ start_all() {
   for name in "${daemons[@]}"; do
     start "$root/usr/tesk/sbin/teskdaemon" "$name" 2>> "$server/daemons.log"
   done
-  cp "$source_dir/host/one_at_a_time.sh" "$server/one_at_a_time"
-  ln -sf "$source_dir/host/lighttpd.conf" "$server/" # ps then shows which build folder the server serves
-  PORT=$port PAGE=$source_dir/host/www STATE=$server PROGRAM=$server/one_at_a_time \
+  cp "$source_dir/server/one_at_a_time.sh" "$server/one_at_a_time"
+  ln -sf "$source_dir/server/lighttpd.conf" "$server/" # ps then shows which build folder the server serves
+  PORT=$port PAGE=$source_dir/page STATE=$server PROGRAM=$server/one_at_a_time \
     start lighttpd -D -f "$server/lighttpd.conf" 2>> "$server/error.log" # the program's log lines also go there
   lighttpd=$!
   SECONDS=0
