@@ -21,7 +21,11 @@ const headers = { Authorization: `Basic ${btoa(`admin:${server.credentials.passw
 async function ask(form) {
   let said = '';
   try {
-    const response = await fetch(`${server.url}dtv_manage.cgi`, { method: 'POST', headers, body: new URLSearchParams(form) });
+    const response = await fetch(`${server.url}dtv_manage.cgi`, {
+      method: 'POST',
+      headers,
+      body: new URLSearchParams(form),
+    });
     said = `${response.status} ${await response.text()}`;
     const { success, data = {} } = JSON.parse(said.replace(/^200 /, ''));
     if (success) return data;
@@ -35,8 +39,16 @@ async function ask(form) {
 async function save() {
   const n = next++;
   const data = await ask({
-    action: 'save', share: SHARES[n % 3], subpath: `rec/${n}`, pre_recording: n, post_recording: -n, account: `viewer-${n}`,
-    passwd: `secret-${n}`, streaming_limit: n, enableauth: n % 5 === 0, disable_dtv: n % 2 === 0 ? 'yes' : 'no',
+    action: 'save',
+    share: SHARES[n % 3],
+    subpath: `rec/${n}`,
+    pre_recording: n,
+    post_recording: -n,
+    account: `viewer-${n}`,
+    passwd: `secret-${n}`,
+    streaming_limit: n,
+    enableauth: n % 5 === 0,
+    disable_dtv: n % 2 === 0 ? 'yes' : 'no',
   });
   if (data) seen.saved += 1;
 }
@@ -47,25 +59,37 @@ async function load() {
   if (!data) return undefined;
   const n = data.pre_recording;
   const shown = {
-    dtv_destination: `/${SHARES[n % 3]}/rec/${n}`, post_recording: -n, account: `viewer-${n}`, streaming_limit: n, enableauth: n % 5 === 0,
+    dtv_destination: `/${SHARES[n % 3]}/rec/${n}`,
+    post_recording: -n,
+    account: `viewer-${n}`,
+    streaming_limit: n,
+    enableauth: n % 5 === 0,
     disable_dtv: n % 2 === 0,
   };
-  if (n >= FIRST && n < next && Object.entries(shown).every(([name, value]) => data[name] === value)) seen.loaded += 1;
+  if (n >= FIRST && n < next && Object.entries(shown).every(([name, value]) => data[name] === value))
+    seen.loaded += 1;
   else seen.failed.push(JSON.stringify(data));
   return n;
 }
 
 // Command lines of the server and of the program contain the build folder.
 function countProcesses(name) {
-  const files = readdirSync('/proc').filter((pid) => Number(pid) > 0).map((pid) => `/proc/${pid}/cmdline`);
-  return files.filter((file) => existsSync(file) && readFileSync(file, 'utf8').includes(`${resolve(process.env.BUILD_DIR)}/${name}`)).length;
+  const files = readdirSync('/proc')
+    .filter((pid) => Number(pid) > 0)
+    .map((pid) => `/proc/${pid}/cmdline`);
+  return files.filter(
+    (file) =>
+      existsSync(file) && readFileSync(file, 'utf8').includes(`${resolve(process.env.BUILD_DIR)}/${name}`),
+  ).length;
 }
 
 await save(); // from here on, no setting is a default
 const start = performance.now();
 const requests = [...Array(COUNT).keys()];
 const progress = setInterval(() => process.stderr.write(`\r${requests.length} requests to go `), 1000);
-const work = async () => { while (requests.length > 0) await (requests.pop() % 2 === 0 ? load() : save()); };
+const work = async () => {
+  while (requests.length > 0) await (requests.pop() % 2 === 0 ? load() : save());
+};
 await Promise.all(Array.from({ length: AT_ONCE }, work));
 clearInterval(progress);
 const rate = (COUNT / (performance.now() - start)) * 1000;

@@ -2,8 +2,20 @@
 
 import { request } from './api.js';
 import {
-  applies, destination, duration, effective, FIELDS, formFrom, isPassword, merge, possiblyIneffective, problemsOf,
-  refusedFields, REFUSALS, saveParameters, unreadableSteps,
+  applies,
+  destination,
+  duration,
+  effective,
+  FIELDS,
+  formFrom,
+  isPassword,
+  merge,
+  possiblyIneffective,
+  problemsOf,
+  refusedFields,
+  REFUSALS,
+  saveParameters,
+  unreadableSteps,
 } from './settings.js';
 import { errorText, language, text, texts } from './texts.js';
 
@@ -57,7 +69,9 @@ function showPasswords(visible) {
 // The sentences about what can't be saved, by field.
 function shownProblems() {
   const form = editedForm();
-  const problems = problemsOf(form, stored).filter(([id]) => checked.has(id)).map(([id, name]) => [id, text(name)]);
+  const problems = problemsOf(form, stored)
+    .filter(([id]) => checked.has(id))
+    .map(([id, name]) => [id, text(name)]);
   const refused = refusal ? refusedFields(refusal, form) : [];
   return new Map([...problems, ...refused.map((id) => [id, errorText(refusal.key, destination(form))])]);
 }
@@ -102,7 +116,8 @@ function refreshFields() {
     element(`${id}-mark`).hidden = form[id] === stored[id];
     setText(`${id}-remark`, found.get(id), elsewhereRemark(id, form), isUnreadable(id) && text('unread'));
     if (kind === 'seconds') setText(`${id}-unit`, text('seconds'), duration(form[id]));
-    if (acts) setText(`${id}-notice`, ineffective[id] && text(`${id}_ineffective`, destination(ineffective[id])));
+    if (acts)
+      setText(`${id}-notice`, ineffective[id] && text(`${id}_ineffective`, destination(ineffective[id])));
   }
   const old = destination(stored);
   const folder = found.has('share') || found.has('subpath') ? '' : destination(form);
@@ -117,7 +132,8 @@ function refreshFields() {
 function elsewhereRemark(id, form) {
   const name = changedElsewhere[id];
   if (name !== 'changed' || form[id] === stored[id]) return name && text(name);
-  const value = typeof stored[id] === 'boolean' ? text(stored[id] ? 'on' : 'off') : stored[id] || text('nothing');
+  const value =
+    typeof stored[id] === 'boolean' ? text(stored[id] ? 'on' : 'off') : stored[id] || text('nothing');
   return text('changed_to', value);
 }
 
@@ -129,8 +145,10 @@ function mergeLoaded(data) {
   unreadable = unreadableSteps(data, hasFiles);
   hasFiles ||= 'passwd' in data || isAny(unreadable);
   const now = formFrom(data, stored, unreadable);
-  const merged = stored === null ? { taken: now, elsewhere: {} }
-    : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
+  const merged =
+    stored === null
+      ? { taken: now, elsewhere: {} }
+      : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
   ineffective = possiblyIneffective(ineffective, attempt, now);
   history.replaceState({ ineffective }, '');
   changedElsewhere = { ...changedElsewhere, ...merged.elsewhere };
@@ -143,12 +161,13 @@ function mergeLoaded(data) {
   return merged;
 }
 
-const load = (end) => run('loading', async () => {
-  await loadAndMerge();
-  [refusal, hasAskedToCheck, changedElsewhere] = [null, false, {}];
-  writeForm(stored);
-  sayPhase(end);
-});
+const load = (end) =>
+  run('loading', async () => {
+    await loadAndMerge();
+    [refusal, hasAskedToCheck, changedElsewhere] = [null, false, {}];
+    writeForm(stored);
+    sayPhase(end);
+  });
 
 async function save() {
   refusal = null;
@@ -180,8 +199,12 @@ async function send(sent) {
     if (refusal || error.key === 'no_answer') throw error;
     failure = error;
   }
-  await new Promise((resolve) => { setTimeout(resolve, SETTLE); });
-  await loadAndMerge().catch((error) => { throw failure ?? error; });
+  await new Promise((resolve) => {
+    setTimeout(resolve, SETTLE);
+  });
+  await loadAndMerge().catch((error) => {
+    throw failure ?? error;
+  });
   return failure ? sayFailed(failure, ...outcome('all_stored')) : saySucceeded();
 }
 
@@ -189,7 +212,8 @@ async function send(sent) {
 // password, so it counts as stored if everything else is.
 function saySucceeded() {
   if (isAny(unreadable)) return askToCheck(...outcome());
-  const isLost = Object.values(changedElsewhere).includes('void') || unsaved().some(({ id }) => !isPassword(id));
+  const isLost =
+    Object.values(changedElsewhere).includes('void') || unsaved().some(({ id }) => !isPassword(id));
   if (isLost) return say('lost', text('lost'), ...outcome());
   writeForm(stored);
   return say(isAny(ineffective) ? 'noticed' : 'saved', ...outcome('saved'));
@@ -204,7 +228,9 @@ function outcome(allStored) {
     isAny(passwords) && 'password_unknown',
     isAny(ineffective) && 'ineffective',
     isAny(changedElsewhere) && 'news',
-  ].filter(Boolean).map((name) => text(name));
+  ]
+    .filter(Boolean)
+    .map((name) => text(name));
 }
 
 function sayFailed(error, ...sentences) {
@@ -246,7 +272,8 @@ async function refreshIdleTab() {
 // Shows the problems of fields that lost the focus. The sentences shift the page, so they wait until the click
 // that left the field is over.
 function check() {
-  if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0) sayInvalid();
+  if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0)
+    sayInvalid();
 }
 
 // Scrolls to a clicked field that the bar covers.
@@ -277,7 +304,10 @@ element('settings').addEventListener('submit', (event) => {
 });
 // A second click, or Enter that is held, must not answer what the first one has asked.
 element('save').addEventListener('click', (event) => event.detail > 1 && event.preventDefault());
-element('settings').addEventListener('keydown', (event) => event.key === 'Enter' && event.repeat && event.preventDefault());
+element('settings').addEventListener(
+  'keydown',
+  (event) => event.key === 'Enter' && event.repeat && event.preventDefault(),
+);
 element('settings').addEventListener('input', () => {
   if (shownProblems().size > 0) sayInvalid();
   else sayPhase(hasChanges() ? 'unsaved' : '');
@@ -290,7 +320,10 @@ element('settings').addEventListener('focusout', ({ target }) => {
 element('retry').addEventListener('click', () => load('loaded'));
 element('discard').addEventListener('click', () => load('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
-addEventListener('click', (event) => { check(); uncover(event); });
+addEventListener('click', (event) => {
+  check();
+  uncover(event);
+});
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));
 addEventListener('beforeunload', (event) => hasChanges() && event.preventDefault());
 

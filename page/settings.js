@@ -35,11 +35,16 @@ const MISTAKES = {
 export const FIELDS = {
   dtv_service: { kind: 'flag', step: 'switch', acts: true },
   share: {
-    kind: 'text', step: 'destination', acts: true,
+    kind: 'text',
+    step: 'destination',
+    acts: true,
     not: { share_cleared: isEmpty, share_slash: (text) => text.includes('/'), folder_dots: isDots },
   },
   subpath: {
-    kind: 'text', step: 'destination', unit: 'share', belongsTo: 'share',
+    kind: 'text',
+    step: 'destination',
+    unit: 'share',
+    belongsTo: 'share',
     not: {
       subpath_slash: (text) => /^\/|\/\/|\/$/.test(text),
       folder_dots: (text) => text.split('/').some(isDots),
@@ -50,17 +55,26 @@ export const FIELDS = {
   post_recording: { kind: 'seconds', step: 'recording', initial: 120 },
   enableauth: { kind: 'flag', step: 'streaming' },
   account: {
-    kind: 'text', step: 'streaming', unit: 'enableauth', belongsTo: 'enableauth', initial: '',
+    kind: 'text',
+    step: 'streaming',
+    unit: 'enableauth',
+    belongsTo: 'enableauth',
+    initial: '',
     not: { account_missing: isEmpty },
   },
   passwd: {
-    kind: 'password', step: 'streaming', belongsTo: 'enableauth',
+    kind: 'password',
+    step: 'streaming',
+    belongsTo: 'enableauth',
     not: { password_reserved: (text) => RESERVED_PASSWORDS.includes(text) },
   },
   password_confirm: { kind: 'password', step: 'streaming', unit: 'passwd', belongsTo: 'enableauth' },
   enable_viewer_limit: { kind: 'flag', step: 'streaming' },
   streaming_limit: {
-    kind: 'number', step: 'streaming', belongsTo: 'enable_viewer_limit', initial: 1,
+    kind: 'number',
+    step: 'streaming',
+    belongsTo: 'enable_viewer_limit',
+    initial: 1,
     not: { limit_below_one: (text) => Number(text) < 1 },
   },
 };
@@ -100,7 +114,9 @@ export function unreadableSteps(data, hasFiles) {
   const hasDefaultTimes = !differ(data, NEW_DEVICE, ofSteps(['recording']));
   if (!('passwd' in data) && hasDefaultTimes) return hasFiles ? { gone: ['recording', 'streaming'] } : {};
   if (!('passwd' in data)) return { hidden: ['streaming'], gone: ['recording'] };
-  const hasAccess = ofSteps(['streaming']).some((name) => !isPassword(name) && ![false, null, 0].includes(data[name]));
+  const hasAccess = ofSteps(['streaming']).some(
+    (name) => !isPassword(name) && ![false, null, 0].includes(data[name]),
+  );
   return hasDefaultTimes && !hasAccess ? { hidden: ['recording'], gone: ['streaming'] } : {};
 }
 
@@ -116,13 +132,18 @@ function oneLine(value) {
   return text.replace(/[\r\n]/g, '');
 }
 
-export const destination = ({ share = '', subpath }) => share && (subpath ? `/${share}/${subpath}` : `/${share}`);
+export const destination = ({ share = '', subpath }) =>
+  share && (subpath ? `/${share}/${subpath}` : `/${share}`);
 
 // 5430 is "= 1 h 30 min 30 s". Nothing for what is no whole number of seconds, or too large.
 export function duration(text) {
   const seconds = /^\d+$/.test(text) ? Number(text) : 0;
   if (seconds >= 2 ** 31) return '';
-  const parts = [[Math.floor(seconds / 3600), 'h'], [Math.floor(seconds / 60) % 60, 'min'], [seconds % 60, 's']];
+  const parts = [
+    [Math.floor(seconds / 3600), 'h'],
+    [Math.floor(seconds / 60) % 60, 'min'],
+    [seconds % 60, 's'],
+  ];
   const words = parts.filter(([amount]) => amount > 0).map(([amount, unit]) => `${amount}\u00a0${unit}`);
   return words.length > 0 ? `=\u00a0${words.join('\u00a0')}` : '';
 }
@@ -192,14 +213,23 @@ export function merge(typed, shown, now, attempt, hidden = [], gone = []) {
   const isChangedElsewhere = (unit) =>
     !isOf([...hidden, ...gone], unit) && differ(now, shown, unit) && differ(now, sent, unit);
   const merged = { ...typed, ...pick(UNITS.filter((unit) => !isTouched(unit)).flat(), now) };
-  const isVoid = (unit) => differ(typed, now, unit) && unit.some((name) => typed[name] !== shown[name] && !applies(name, merged));
+  const isVoid = (unit) =>
+    differ(typed, now, unit) && unit.some((name) => typed[name] !== shown[name] && !applies(name, merged));
   const isContested = (unit) => isTouched(unit) && isChangedElsewhere(unit) && differ(typed, now, unit);
-  const changed = UNITS.filter(isChangedElsewhere).flat().filter((name) => now[name] !== shown[name] && now[name] !== typed[name]);
+  const changed = UNITS.filter(isChangedElsewhere)
+    .flat()
+    .filter((name) => now[name] !== shown[name] && now[name] !== typed[name]);
   const voided = UNITS.filter(isVoid).flat();
   return {
     taken: pick(UNITS.filter((unit) => !isTouched(unit) || isVoid(unit)).flat(), now),
-    elsewhere: Object.fromEntries([...changed.map((name) => [name, 'changed']), ...voided.map((name) => [name, 'void'])]),
-    contested: voided.length > 0 || UNITS.some(isContested) || (isChangedElsewhere(['dtv_service']) && !now.dtv_service),
+    elsewhere: Object.fromEntries([
+      ...changed.map((name) => [name, 'changed']),
+      ...voided.map((name) => [name, 'void']),
+    ]),
+    contested:
+      voided.length > 0 ||
+      UNITS.some(isContested) ||
+      (isChangedElsewhere(['dtv_service']) && !now.dtv_service),
   };
 }
 

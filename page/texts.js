@@ -35,8 +35,10 @@ export const languages = {
     enable_viewer_limit: 'Limit viewers',
     enable_viewer_limit_hint: 'Limits how many can watch at the same time.',
     streaming_limit: 'Maximum viewers',
-    conflict: 'A tuner conflict exists: another program on this appliance uses the same tuner. Stop that program, or have it use another tuner.',
-    unreadable_notice: 'Some stored settings can’t be read: a settings file may be missing or damaged. They are marked below. Saving replaces them with what is shown; an empty account stays as stored.',
+    conflict:
+      'A tuner conflict exists: another program on this appliance uses the same tuner. Stop that program, or have it use another tuner.',
+    unreadable_notice:
+      'Some stored settings can’t be read: a settings file may be missing or damaged. They are marked below. Saving replaces them with what is shown; an empty account stays as stored.',
 
     save: 'Save',
     discard: 'Discard',
@@ -47,7 +49,8 @@ export const languages = {
     discarded: 'Changes discarded.',
     unsaved: 'Unsaved changes',
     invalid: 'Fields to correct: {}',
-    contested: 'Not saved yet: these settings were changed elsewhere, too. Check the marked fields, then save.',
+    contested:
+      'Not saved yet: these settings were changed elsewhere, too. Check the marked fields, then save.',
     unreadable: 'Some stored settings can’t be read. Check the marked fields, then save.',
     saving: 'Saving…',
     saved: 'Settings saved.',
@@ -82,8 +85,10 @@ export const languages = {
     password_missing: 'Sign-in needs a password. Enter one.',
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
-    share_ineffective: 'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists. Then save the previous folder again, and after it this one. If there was none, save any other existing folder first.',
-    dtv_service_ineffective: 'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
+    share_ineffective:
+      'The appliance has stored the folder {} but may not have set it up. Check that the shared folder exists. Then save the previous folder again, and after it this one. If there was none, save any other existing folder first.',
+    dtv_service_ineffective:
+      'The appliance has stored the choice that was saved last but may not have started or stopped the service. Save the opposite choice, and then that one again.',
     errors: {
       unknown: 'The appliance reported an error.',
       unreachable: 'The appliance can’t be reached.',
@@ -93,7 +98,8 @@ export const languages = {
       too_slow: 'The appliance took too long. What it was doing may go on.',
       signed_out: 'The appliance did not accept your sign-in.',
       error_privilege_not_enough: 'Only an administrator can see and change these settings.',
-      error_duplicate_path: 'Another library already uses {}, a folder in it or a folder around it. Change the shared folder or the folder in it.',
+      error_duplicate_path:
+        'Another library already uses {}, a folder in it or a folder around it. Change the shared folder or the folder in it.',
     },
   },
   de: {
@@ -129,8 +135,10 @@ export const languages = {
     enable_viewer_limit: 'Zuschauer begrenzen',
     enable_viewer_limit_hint: 'Begrenzt, wie viele gleichzeitig zusehen können.',
     streaming_limit: 'Höchstzahl der Zuschauer',
-    conflict: 'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
-    unreadable_notice: 'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt vielleicht oder ist beschädigt. Die Felder sind unten markiert. Speichern ersetzt das Gespeicherte durch das, was angezeigt wird; ein leeres Konto bleibt, wie es gespeichert ist.',
+    conflict:
+      'Es besteht ein Tuner-Konflikt: Ein anderes Programm auf diesem Gerät benutzt denselben Tuner. Beenden Sie dieses Programm oder weisen Sie ihm einen anderen Tuner zu.',
+    unreadable_notice:
+      'Gespeicherte Einstellungen sind nicht lesbar: Eine Datei fehlt vielleicht oder ist beschädigt. Die Felder sind unten markiert. Speichern ersetzt das Gespeicherte durch das, was angezeigt wird; ein leeres Konto bleibt, wie es gespeichert ist.',
 
     save: 'Speichern',
     discard: 'Verwerfen',
@@ -141,7 +149,8 @@ export const languages = {
     discarded: 'Änderungen verworfen.',
     unsaved: 'Ungespeicherte Änderungen',
     invalid: 'Zu berichtigende Felder: {}',
-    contested: 'Noch nicht gespeichert: Das wurde auch anderswo geändert. Prüfen Sie die markierten Felder, dann speichern Sie.',
+    contested:
+      'Noch nicht gespeichert: Das wurde auch anderswo geändert. Prüfen Sie die markierten Felder, dann speichern Sie.',
     unreadable: 'Gespeichertes ist nicht lesbar. Prüfen Sie die markierten Felder, dann speichern Sie.',
     saving: 'Wird gespeichert …',
     saved: 'Einstellungen gespeichert.',
@@ -163,8 +172,10 @@ export const languages = {
     on: 'ein',
     off: 'aus',
     nothing: 'nichts',
-    share_cleared: 'Der Aufnahmeordner lässt sich ändern, aber nicht entfernen. Geben Sie einen freigegebenen Ordner ein.',
-    share_slash: 'Der Name eines freigegebenen Ordners enthält keinen Schrägstrich. Ordner darin gehören in das Feld „Ordner darin“.',
+    share_cleared:
+      'Der Aufnahmeordner lässt sich ändern, aber nicht entfernen. Geben Sie einen freigegebenen Ordner ein.',
+    share_slash:
+      'Der Name eines freigegebenen Ordners enthält keinen Schrägstrich. Ordner darin gehören in das Feld „Ordner darin“.',
     subpath_slash: 'Lassen Sie Schrägstriche am Anfang und am Ende weg, und doppelte.',
     folder_dots: 'Ein Ordner kann nicht „.“ oder „..“ heißen.',
     invisible: 'Darin steht ein unsichtbares Zeichen, etwa ein Tabulator. Geben Sie es neu ein.',
@@ -176,8 +187,10 @@ export const languages = {
     password_missing: 'Die Anmeldung braucht ein Passwort. Geben Sie eines ein.',
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
-    share_ineffective: 'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt. Speichern Sie dann den vorherigen Ordner noch einmal und danach wieder diesen. Gab es keinen, speichern Sie zuerst irgendeinen anderen vorhandenen Ordner.',
-    dtv_service_ineffective: 'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
+    share_ineffective:
+      'Das Gerät hat den Ordner {} gespeichert, aber vielleicht nicht eingerichtet. Prüfen Sie, ob es den freigegebenen Ordner gibt. Speichern Sie dann den vorherigen Ordner noch einmal und danach wieder diesen. Gab es keinen, speichern Sie zuerst irgendeinen anderen vorhandenen Ordner.',
+    dtv_service_ineffective:
+      'Das Gerät hat die zuletzt gesendete Wahl gespeichert, den Dienst aber vielleicht nicht gestartet oder beendet. Speichern Sie die andere Wahl und danach wieder jene.',
     errors: {
       unknown: 'Das Gerät hat einen Fehler gemeldet.',
       unreachable: 'Das Gerät ist nicht erreichbar.',
@@ -187,7 +200,8 @@ export const languages = {
       too_slow: 'Das Gerät hat zu lange gebraucht. Was es gerade tat, läuft vielleicht weiter.',
       signed_out: 'Das Gerät hat Ihre Anmeldung nicht angenommen.',
       error_privilege_not_enough: 'Nur Administratoren können diese Einstellungen sehen und ändern.',
-      error_duplicate_path: 'Eine andere Bibliothek benutzt bereits {}, einen Ordner darin oder einen um ihn herum. Ändern Sie den freigegebenen Ordner oder den Ordner darin.',
+      error_duplicate_path:
+        'Eine andere Bibliothek benutzt bereits {}, einen Ordner darin oder einen um ihn herum. Ändern Sie den freigegebenen Ordner oder den Ordner darin.',
     },
   },
 };

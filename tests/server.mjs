@@ -15,7 +15,9 @@ const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
 // The server ends with this process, also when this one is killed.
 async function launch(...parameters) {
   const serve = new URL('../server/serve.sh', import.meta.url).pathname;
-  const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], { stdio: ['ignore', 'pipe', 'inherit'] });
+  const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], {
+    stdio: ['ignore', 'pipe', 'inherit'],
+  });
   let password;
   for await (const line of createInterface({ input: child.stdout })) {
     password ??= line.match(/^password: (.*)$/)?.[1];
@@ -34,23 +36,38 @@ export async function startServer() {
     url: `http://127.0.0.1:${port}/`,
     credentials: { username: 'admin', password },
     stop: async () => child.kill() && once(child, 'exit'),
-    startAgain: async () => { if ((child.exitCode ?? child.signalCode) !== null) ({ child } = await launch('--port', port)); },
+    startAgain: async () => {
+      if ((child.exitCode ?? child.signalCode) !== null) ({ child } = await launch('--port', port));
+    },
   };
 }
 
 const parse = (name, text) => (name.startsWith('dtv_') ? text : JSON.parse(text));
 export const readSettings = (name) => parse(name, readFileSync(inSettings(name), 'utf8'));
 
-export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section, section_name: section, path: `/${share}/${subpath}` });
+export const folder = (share, subpath, section = 'tv_record') => ({
+  share,
+  subpath,
+  section,
+  section_name: section,
+  path: `/${share}/${subpath}`,
+});
 
 // Stores the usual state, with the given files in place of its own.
 export function store({ tunerConflict = false, ...files } = {}) {
   const usual = {
     'folder.conf': [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
     'record.conf': { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
-    'stream.conf': { enableauth: 'yes', account: 'viewer', passwd: 'old', enable_viewer_limit: 'yes', streaminglimit: 4 },
+    'stream.conf': {
+      enableauth: 'yes',
+      account: 'viewer',
+      passwd: 'old',
+      enable_viewer_limit: 'yes',
+      streaminglimit: 4,
+    },
   };
-  for (const [name, content] of Object.entries({ ...usual, ...files })) writeFileSync(inSettings(name), JSON.stringify(content));
+  for (const [name, content] of Object.entries({ ...usual, ...files }))
+    writeFileSync(inSettings(name), JSON.stringify(content));
   writeFileSync(inSettings('dtv_setting.conf'), '[settings]\ndisable_dtv=no\n');
   rmSync(inRoot('etc/tesk/dvb_conflict'), { force: true });
   if (tunerConflict) writeFileSync(inRoot('etc/tesk/dvb_conflict'), '');
@@ -67,6 +84,9 @@ export function hold(program) {
   writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`, { mode: 0o755 });
   return {
     isHeld: () => existsSync(held),
-    release: () => { rmSync(held, { force: true }); if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script); },
+    release: () => {
+      rmSync(held, { force: true });
+      if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script);
+    },
   };
 }

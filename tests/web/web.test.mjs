@@ -19,37 +19,73 @@ after(() => server.stop());
 
 // One request; the answer with its status, headers and text. Signs in as the administrator unless
 // told otherwise.
-function send({ method = 'POST', path = '/dtv_manage.cgi', user = 'admin', password, headers = {}, body = '', signal }) {
+function send({
+  method = 'POST',
+  path = '/dtv_manage.cgi',
+  user = 'admin',
+  password,
+  headers = {},
+  body = '',
+  signal,
+}) {
   const auth = user && `${user}:${password ?? server.credentials.password}`;
   return new Promise((resolve, reject) => {
-    const type = { 'Content-Type': 'application/x-www-form-urlencoded', 'Content-Length': Buffer.byteLength(body) };
-    const call = request(new URL(server.url), { method, path, auth, headers: { ...type, ...headers }, signal }, async (answer) => {
-      resolve({ status: answer.statusCode, headers: answer.headers, text: Buffer.concat(await answer.toArray()).toString() });
-    });
+    const type = {
+      'Content-Type': 'application/x-www-form-urlencoded',
+      'Content-Length': Buffer.byteLength(body),
+    };
+    const call = request(
+      new URL(server.url),
+      { method, path, auth, headers: { ...type, ...headers }, signal },
+      async (answer) => {
+        resolve({
+          status: answer.statusCode,
+          headers: answer.headers,
+          text: Buffer.concat(await answer.toArray()).toString(),
+        });
+      },
+    );
     call.on('error', reject).on('upgrade', resolve).end(body);
   });
 }
 
-const perform = async (action, parameters = {}) => JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
+const perform = async (action, parameters = {}) =>
+  JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
 
 // The folder in /proc of the process whose command line matches `start` followed by the program's path, or ''.
-const processOf = (start) => execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], { encoding: 'utf8' })
-  .trim().replace('/cmdline', '');
+const processOf = (start) =>
+  execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], {
+    encoding: 'utf8',
+  })
+    .trim()
+    .replace('/cmdline', '');
 
 const readLog = (name) => readFileSync(join(buildFolder, name), 'utf8');
 
-const until = async (holds) => { while (!holds()) await pause(50); };
+const until = async (holds) => {
+  while (!holds()) await pause(50);
+};
 
 // Changes whenever a save has written or run something.
-const traces = () => ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) => readdirSync(join(root, folder)).map((name) => {
-  const { ino, mtimeNs } = statSync(join(root, folder, name), { bigint: true });
-  return `${name} ${ino} ${mtimeNs}`;
-}));
+const traces = () =>
+  ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) =>
+    readdirSync(join(root, folder)).map((name) => {
+      const { ino, mtimeNs } = statSync(join(root, folder, name), { bigint: true });
+      return `${name} ${ino} ${mtimeNs}`;
+    }),
+  );
 
 test('a save runs tool and script, signals the daemons, writes private files and logs to the server', async () => {
-  assert.deepEqual(await perform('save', { share: 'tv', subpath: 'rec', passwd: 'geheim', disable_dtv: 'yes' }), { success: true });
+  assert.deepEqual(
+    await perform('save', { share: 'tv', subpath: 'rec', passwd: 'geheim', disable_dtv: 'yes' }),
+    { success: true },
+  );
   for (const name of ['teskindexd', 'teskvideoindexd', 'teskvideometadatad']) {
-    await until(() => existsSync(join(root, `var/log/${name}.log`)) && readLog(`root/var/log/${name}.log`) === `${name} SIGUSR2\n`);
+    await until(
+      () =>
+        existsSync(join(root, `var/log/${name}.log`)) &&
+        readLog(`root/var/log/${name}.log`) === `${name} SIGUSR2\n`,
+    );
   }
   assert.equal(readLog('root/var/log/teskindex.log'), `teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`);
   assert.equal(readLog('root/var/log/teskdtv.log'), 'teskdtv.sh stop FORCE\n');
@@ -69,7 +105,12 @@ test('what is refused, and the headers of every answer', async (t) => {
   const table = [
     ['a wrong password', { password: 'wrong', body }, 401],
     ['the page without a password', { ...get, user: null, path: '/' }, 401],
-    ['localhost', { ...get, user: null, path: '/?a=b', headers: { Host: 'LOCALHOST:80' } }, 307, ['location', `${server.url}?a=b`]],
+    [
+      'localhost',
+      { ...get, user: null, path: '/?a=b', headers: { Host: 'LOCALHOST:80' } },
+      307,
+      ['location', `${server.url}?a=b`],
+    ],
     ['another host name', { headers: { Host: 'evil.example' }, body }, 403],
     ['a host name that begins like ours', { headers: { Host: 'localhost.evil.example' }, body }, 403],
     ['a GET of the program', { ...get, path: '/dtv_manage.cgi?action=load' }, 403],
@@ -77,7 +118,15 @@ test('what is refused, and the headers of every answer', async (t) => {
     ['a path below the program', { ...get, path: '/dtv_manage.cgi/more' }, 404],
     ['a large body', { body: `${body}&x=${'x'.repeat(70000)}` }, 413],
     ['a symbolic link', { ...get, path: '/linked.html' }, 403],
-    ['HTTP/2', { ...get, path: '/', headers: { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' } }, 200],
+    [
+      'HTTP/2',
+      {
+        ...get,
+        path: '/',
+        headers: { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' },
+      },
+      200,
+    ],
     ['the page', { ...get, path: '/' }, 200, ['clear-site-data', '"storage"']],
     ['a file of the page', { ...get, path: '/main.js' }, 200, ['clear-site-data', undefined]],
   ];
@@ -85,8 +134,17 @@ test('what is refused, and the headers of every answer', async (t) => {
     const answer = await send(call);
     assert.equal(answer.status, status, name);
     if (status === 413) continue; // the server sends it without these headers
-    assert.match(answer.headers['content-security-policy'], /^default-src 'none';.*frame-ancestors 'none'$/, name);
-    const others = ['x-content-type-options', 'referrer-policy', 'cache-control', 'cross-origin-resource-policy'].map((header) => answer.headers[header]);
+    assert.match(
+      answer.headers['content-security-policy'],
+      /^default-src 'none';.*frame-ancestors 'none'$/,
+      name,
+    );
+    const others = [
+      'x-content-type-options',
+      'referrer-policy',
+      'cache-control',
+      'cross-origin-resource-policy',
+    ].map((header) => answer.headers[header]);
     assert.deepEqual(others, ['nosniff', 'no-referrer', 'no-store', 'same-origin'], name);
     assert.equal(answer.headers[header], value, name);
   }
@@ -109,7 +167,10 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   held.release();
   assert.deepEqual(await second, { success: true });
   const { data } = await perform('load');
-  assert.deepEqual([data.dtv_destination, data.post_recording, data.disable_dtv], ['/music/second', 99, false]);
+  assert.deepEqual(
+    [data.dtv_destination, data.post_recording, data.disable_dtv],
+    ['/music/second', 99, false],
+  );
 });
 
 test('a tool that outlives its program keeps no request waiting', async (t) => {
@@ -128,7 +189,9 @@ test('a request that waits too long is answered with an error', async (t) => {
   const wrapper = join(buildFolder, 'server/one_at_a_time');
   writeFileSync(wrapper, readFileSync(wrapper, 'utf8').replace('--wait 30', '--wait 1'));
   const states = traces();
-  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat'], { stdio: ['pipe', 'pipe', 'inherit'] });
+  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat'], {
+    stdio: ['pipe', 'pipe', 'inherit'],
+  });
   t.after(() => other.stdin.end());
   other.stdin.write('locked');
   await once(other.stdout, 'data');
