@@ -1,57 +1,43 @@
 // Shows the stored settings in the form and saves what was changed.
 
 import { request } from './api.js';
-import {
-  applies,
-  destination,
-  duration,
-  effective,
-  FIELDS,
-  formFrom,
-  isPassword,
-  merge,
-  possiblyIneffective,
-  problemsOf,
-  refusedFields,
-  REFUSALS,
-  saveParameters,
-  unreadableSteps,
-} from './settings.js';
+import { applies, destination, duration, FIELDS, formToSave, isHidden, problemsOf } from './fields.js';
+import { readLoad, refusedFields, REFUSALS, saveParameters, unitOf, withoutPasswords } from './fields.js';
+import { doubtsAfter, doubtsDuring, merge, namesOf, openPart, outcome } from './merge.js';
 import { errorText, language, text, texts } from './texts.js';
 
 const element = (id) => document.getElementById(id);
-const inputs = Object.keys(FIELDS).map(element);
+const inputs = [...document.querySelectorAll('.card input')];
 
 const SLOW = 5_000; // milliseconds, after which the bar says that this can take longer
 const SETTLE = 300; // milliseconds; another session that loaded before this save may save right after it
+const QUESTION = 1_000; // milliseconds before a question can be answered
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
-// The urgent phases, with the fields that need attention then.
-const URGENT = {
-  invalid: () => [...shownProblems().keys()],
-  contested: () => Object.keys(changedElsewhere),
-  unreadable: () => Object.keys(FIELDS).filter(isUnreadable),
-  lost: () => [],
-  failed: () => Object.keys(ineffective),
-  noticed: () => Object.keys(ineffective),
+// How the bar looks. What is bad, or a warning, is spoken at once.
+const TONES = {
+  busy: ['loading', 'saving'],
+  good: ['saved', 'loaded', 'discarded'],
+  bad: ['invalid', 'failed', 'lost'],
+  warning: ['asking', 'noticed', 'unreadable', 'unchecked'],
 };
 
 let phase = ''; // what the bar at the end says, by the name of its text
-let stored = null; // the form as the appliance stored it when it was last asked; null until the first answer
-let attempt = null; // the form before a save, and what that sent, until a load shows what it has done
+let attention = []; // the fields that the bar's sentence is about
+let loaded = null; // the result of readLoad() for the last load; null until the first answer
+let attempt = null; // a save whose outcome is not known yet: see merge.js
+let unknown = []; // the units of the last save that may be stored or not
+let marked = []; // the fields that another session has changed, until the next save or discard
 let refusal = null; // the key of the last save's refusal, and what was sent
-let unreadable = {}; // the steps that the last load could not read
-let hasAskedToCheck = false; // whether a save was stopped because of unreadable steps
-let hasFiles = false; // whether a load has shown that settings files exist
-let changedElsewhere = {}; // what `merge` has found, until the next save or discard
-let ineffective = { ...history.state?.ineffective }; // what failed saves stored, perhaps without effect; a reload keeps it
+let confirmedRisk = ''; // what the next save may destroy, if the person was asked about it
+let askedAt = -Infinity; // when the last question was asked
+let doubts = { ...history.state?.doubts }; // see doubtsAfter(); a reload keeps them
 const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
 
-const isBusy = () => phase === 'loading' || phase === 'saving';
-const isAny = (found) => Object.keys(found).length > 0;
-const editedForm = () => effective(readForm(), stored);
-const unsaved = () => inputs.filter(({ id }) => editedForm()[id] !== stored[id]);
-const isUnreadable = (id) => Object.values(unreadable).flat().includes(FIELDS[id].step) && !isPassword(id);
-const hasChanges = () => stored !== null && (attempt !== null || unsaved().length > 0);
+const isBusy = () => TONES.busy.includes(phase);
+const editedForm = () => formToSave(readForm(), loaded.form);
+const isChanged = (id) => editedForm()[id] !== loaded.form[id];
+const isUnread = (id) => isHidden(FIELDS[id].file, loaded.unreadable);
+const hasChanges = () => loaded !== null && (attempt !== null || inputs.some(({ id }) => isChanged(id)));
 
 const valueOf = ({ type }) => (type === 'checkbox' ? 'checked' : 'value');
 const readForm = () => Object.fromEntries(inputs.map((input) => [input.id, input[valueOf(input)]]));
@@ -69,173 +55,192 @@ function showPasswords(visible) {
 // The sentences about what can't be saved, by field.
 function shownProblems() {
   const form = editedForm();
-  const problems = problemsOf(form, stored)
-    .filter(([id]) => checked.has(id))
-    .map(([id, name]) => [id, text(name)]);
+  const problems = problemsOf(form, loaded).filter(([id]) => checked.has(id));
   const refused = refusal ? refusedFields(refusal, form) : [];
-  return new Map([...problems, ...refused.map((id) => [id, errorText(refusal.key, destination(form))])]);
+  const refusedFolder = (id) => [id, errorText(refusal.key, destination(form))];
+  return new Map([...problems.map(([id, name]) => [id, text(name)]), ...refused.map(refusedFolder)]);
 }
 
 // Live regions speak whenever their text is set, so it is set only when it differs.
-function setText(id, ...sentences) {
+function setText(place, ...sentences) {
   const sentence = sentences.filter(Boolean).join(' ');
-  if (element(id).textContent !== sentence) element(id).textContent = sentence;
+  if (place.textContent !== sentence) place.textContent = sentence;
 }
 
-function say(newPhase, ...sentences) {
-  phase = newPhase;
-  element('bar').dataset.phase = phase;
-  const isUrgent = Object.hasOwn(URGENT, phase);
-  setText('status', ...(isUrgent ? [] : sentences));
-  setText('alert', ...(isUrgent ? sentences : []));
+function say(newPhase, sentences, fields = []) {
+  [phase, attention] = [newPhase, fields];
+  const tone = Object.keys(TONES).find((name) => TONES[name].includes(phase)) ?? '';
+  Object.assign(element('bar').dataset, { phase, tone });
+  const isUrgent = tone === 'bad' || tone === 'warning';
+  setText(element('status'), ...(isUrgent ? [] : sentences));
+  setText(element('alert'), ...(isUrgent ? sentences : []));
   refresh();
 }
 
-const sayPhase = (name, ...more) => say(name, name && text(name), ...more);
-const sayInvalid = () => say('invalid', text('invalid', shownProblems().size));
+const sayPhase = (name, ...more) => say(name, [name && text(name), ...more]);
+
+function sayInvalid() {
+  const fields = [...shownProblems().keys()];
+  say('invalid', [text('invalid', fields.length)], fields);
+}
+
+function ask(questions, fields) {
+  askedAt = performance.now();
+  say(
+    'asking',
+    questions.map((name) => text(name)),
+    fields,
+  );
+}
+
+function sayFailed(error, sentences, fields) {
+  console.error(error);
+  say('failed', [errorText(error.key), ...sentences], fields);
+}
 
 function refresh() {
-  const known = stored !== null;
+  const known = loaded !== null;
   element('fields').hidden = !known;
   element('fields').disabled = isBusy();
   element('retry').hidden = known || isBusy();
   for (const id of ['save', 'discard']) element(id).hidden = !known;
-  element('save').disabled = isBusy() || !(hasChanges() || phase === 'failed' || isAny(unreadable));
+  const canSave = known && (hasChanges() || phase === 'failed' || loaded.unreadable.length > 0);
+  element('save').disabled = isBusy() || !canSave;
   element('discard').disabled = isBusy() || !hasChanges();
   if (known) refreshFields();
 }
 
 function refreshFields() {
   const form = editedForm();
+  const stored = loaded.form;
   const found = shownProblems();
   for (const input of inputs) {
     const { id } = input;
-    const { kind, acts } = FIELDS[id];
     input.disabled = !applies(id, form);
     input.setAttribute('aria-invalid', found.has(id));
-    element(`${id}-mark`).hidden = form[id] === stored[id];
-    setText(`${id}-remark`, found.get(id), elsewhereRemark(id, form), isUnreadable(id) && text('unread'));
-    if (kind === 'seconds') setText(`${id}-unit`, text('seconds'), duration(form[id]));
-    if (acts)
-      setText(`${id}-notice`, ineffective[id] && text(`${id}_ineffective`, destination(ineffective[id])));
+    element(`${id}-mark`).hidden = !isChanged(id) || unknown.includes(unitOf(id)) || isUnread(id);
+    setText(element(`${id}-remark`), found.get(id), marked.includes(id) && elsewhereRemark(id, form));
+    if (FIELDS[id].kind === 'seconds') setText(element(`${id}-unit`), text('seconds'), duration(form[id]));
+    const doubt = doubts[id] && text(`${id}_doubt`, destination(doubts[id]));
+    if (FIELDS[id].triggers) setText(element(`${id}-notice`), doubt);
+  }
+  for (const place of document.querySelectorAll('[data-hidden]')) {
+    const { file, hidden } = place.dataset;
+    setText(place, isHidden(file, loaded.unreadable) && text(hidden));
   }
   const old = destination(stored);
   const folder = found.has('share') || found.has('subpath') ? '' : destination(form);
-  setText('destination', folder);
-  setText('moving', old && folder && folder !== old && text('moving', old));
-  setText('unreadable', isAny(unreadable) && text('unreadable_notice'));
+  setText(element('destination'), folder && text('destination', folder));
+  setText(element('moving'), old && folder && folder !== old && text('moving', old));
+  setText(element('stopping'), stored.dtv_service && !form.dtv_service && text('stopping'));
   element('passwd-hint').hidden = !stored.account;
   element('reveal').disabled = element('passwd').disabled;
 }
 
-// The remark for a field that another session changed.
 function elsewhereRemark(id, form) {
-  const name = changedElsewhere[id];
-  if (name !== 'changed' || form[id] === stored[id]) return name && text(name);
-  const value =
-    typeof stored[id] === 'boolean' ? text(stored[id] ? 'on' : 'off') : stored[id] || text('nothing');
-  return text('changed_to', value);
+  const stored = loaded.form[id];
+  if (id === 'dtv_service' && !stored) return text('switched_off');
+  if (form[id] === stored) return text('changed');
+  if (typeof stored === 'boolean') return text('changed_to', text(stored ? 'on' : 'off'));
+  return text('changed_to', stored || text('empty'));
 }
 
-const loadAndMerge = async () => mergeLoaded(await request('load'));
-
-// Takes over and marks what was changed elsewhere. Returns the result of merge().
-function mergeLoaded(data) {
-  const { hidden, gone } = unreadable;
-  unreadable = unreadableSteps(data, hasFiles);
-  hasFiles ||= 'passwd' in data || isAny(unreadable);
-  const now = formFrom(data, stored, unreadable);
-  const merged =
-    stored === null
-      ? { taken: now, elsewhere: {} }
-      : merge(editedForm(), stored, now, attempt, hidden, unreadable.gone);
-  ineffective = possiblyIneffective(ineffective, attempt, now);
-  history.replaceState({ ineffective }, '');
-  changedElsewhere = { ...changedElsewhere, ...merged.elsewhere };
-  hasAskedToCheck &&= String(unreadable.gone) === String(gone);
-  setText('conflict', data.DVB_conflict && text('conflict'));
-  stored = now;
-  attempt = null;
-  checked.clear();
+// Takes over what a load says, also of an open attempt. Returns the results of merge() and outcome().
+function takeOver(data) {
+  const form = loaded && editedForm();
+  const before = loaded;
+  loaded = readLoad(data, before);
+  const merged = before ? merge(form, before, loaded, attempt) : { taken: loaded.form, marked: [] };
+  const result = attempt && outcome(attempt, loaded);
+  if (attempt) unknown = result.unknown;
+  doubts = doubtsAfter(doubts, result?.doubted ?? [], attempt?.sent, loaded);
+  history.replaceState({ doubts }, ''); // survives a reload
+  attempt = openPart(attempt, loaded);
+  marked = [...marked, ...merged.marked];
+  setText(element('conflict'), data.DVB_conflict && text('conflict'));
   writeForm({ ...readForm(), ...merged.taken });
-  return merged;
+  return { ...merged, ...result };
 }
 
+// What is hidden keeps what was sent last.
 const load = (end) =>
   run('loading', async () => {
-    await loadAndMerge();
-    [refusal, hasAskedToCheck, changedElsewhere] = [null, false, {}];
-    writeForm(stored);
-    sayPhase(end);
+    takeOver(await request('load'));
+    [refusal, confirmedRisk, marked, unknown] = [null, '', [], []];
+    checked.clear();
+    writeForm(withoutPasswords(attempt?.sent ?? loaded.form));
+    sayPhase(loaded.unreadable.length > 0 ? 'unreadable' : end);
   });
 
 async function save() {
-  refusal = null;
+  [refusal, unknown] = [null, []];
   for (const { id } of inputs) checked.add(id);
   if (shownProblems().size > 0) return sayInvalid();
   const data = await request('load');
-  changedElsewhere = {};
-  if (mergeLoaded(data).contested) return say('contested', text(hasChanges() ? 'contested' : 'void'));
-  if (isAny(unreadable) && !hasAskedToCheck) return askToCheck(text('nothing_saved'));
+  marked = [];
+  const { asked } = takeOver(data);
+  if (asked.length > 0) return ask(['contested'], asked);
+  const { questions, fields } = risksOf(editedForm());
+  const risk = `${loaded.unreadable} ${fields}`;
+  const isConfirmed = risk === confirmedRisk;
+  confirmedRisk = risk;
+  if (fields.length > 0 && !isConfirmed) return ask(questions, fields);
+  if (shownProblems().size > 0) return sayInvalid();
   return send(editedForm());
 }
 
-function askToCheck(...sentences) {
-  hasAskedToCheck = true;
-  say('unreadable', ...sentences, text('unreadable'));
+// What a save may destroy: settings that are hidden; where no recording folder is shown, the list of all
+// folders, which may be unreadable.
+function risksOf(form) {
+  const hidden = inputs.map(({ id }) => id).filter(isUnread);
+  const first = form.share && !loaded.form.share ? ['share'] : [];
+  const questions = [hidden.length > 0 && 'check_hidden', first.length > 0 && 'first_folder'];
+  return { questions: questions.filter(Boolean), fields: [...hidden, ...first] };
 }
 
 // Only the load after the save shows what is stored.
 async function send(sent) {
-  attempt = { before: stored, sent };
-  history.replaceState({ ineffective: { ...ineffective, ...possiblyIneffective({}, attempt, sent) } }, ''); // if the page is reloaded meanwhile
-  let failure;
-  try {
-    await request('save', saveParameters(sent, stored));
-    attempt.hasSucceeded = true;
-  } catch (error) {
-    if (Object.hasOwn(REFUSALS, error.key)) [attempt, refusal] = [null, { key: error.key, sent }];
-    if (shownProblems().size > 0) return sayInvalid();
-    if (refusal || error.key === 'no_answer') throw error;
-    failure = error;
+  const earlier = attempt;
+  attempt = { before: loaded.form, sent };
+  confirmedRisk = '';
+  history.replaceState({ doubts: doubtsDuring(doubts, attempt) }, ''); // if the page is reloaded meanwhile
+  const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
+  attempt.hasSucceeded = !failure;
+  if (Object.hasOwn(REFUSALS, failure?.key)) {
+    [attempt, refusal] = [earlier, { key: failure.key, sent }];
+    return shownProblems().size > 0 ? sayInvalid() : sayFailed(failure, [text('nothing_saved')]);
   }
-  await new Promise((resolve) => {
-    setTimeout(resolve, SETTLE);
-  });
-  await loadAndMerge().catch((error) => {
-    throw failure ?? error;
-  });
-  return failure ? sayFailed(failure, ...outcome('all_stored')) : saySucceeded();
+  await new Promise((resolve) => setTimeout(resolve, SETTLE));
+  const data = await request('load').catch(() => null);
+  checked.clear();
+  return data ? sayOutcome(failure, takeOver(data)) : sayUnchecked(failure);
 }
 
-// If a value is not stored as sent, another session has replaced it, or its file is unreadable. No load shows the
-// password, so it counts as stored if everything else is.
-function saySucceeded() {
-  if (isAny(unreadable)) return askToCheck(...outcome());
-  const isLost =
-    Object.values(changedElsewhere).includes('void') || unsaved().some(({ id }) => !isPassword(id));
-  if (isLost) return say('lost', text('lost'), ...outcome());
-  writeForm(stored);
-  return say(isAny(ineffective) ? 'noticed' : 'saved', ...outcome('saved'));
+function sayUnchecked(failure) {
+  unknown = outcome(attempt, null).unknown;
+  if (failure) return sayFailed(failure, [text('not_known')]);
+  loaded = { ...loaded, form: withoutPasswords(attempt.sent) };
+  attempt = null;
+  writeForm(loaded.form);
+  return sayPhase('unchecked');
 }
 
-// Returns the sentences for what a load after a save has shown.
-function outcome(allStored) {
-  const passwords = unsaved().filter(({ id }) => isPassword(id));
-  return [
-    unsaved().length === 0 && allStored,
-    unsaved().length > passwords.length && 'not_stored',
-    isAny(passwords) && 'password_unknown',
-    isAny(ineffective) && 'ineffective',
-    isAny(changedElsewhere) && 'news',
-  ]
-    .filter(Boolean)
-    .map((name) => text(name));
-}
-
-function sayFailed(error, ...sentences) {
-  console.error(error);
-  say('failed', errorText(error.key), ...sentences);
+function sayOutcome(failure, { missing, doubted }) {
+  const isUnread = loaded.unreadable.length > 0;
+  const isOpen = unknown.length > 0 || isUnread;
+  if (![...missing, ...unknown].includes(unitOf('passwd'))) writeForm(withoutPasswords(readForm()));
+  const hasDoubts = Object.keys(doubts).length > 0;
+  const sentences = [
+    failure && missing.length === 0 && !isOpen && text('all_stored'),
+    missing.length > 0 && text('not_stored'),
+    isOpen && text('not_known'),
+    hasDoubts && text('doubtful'),
+    marked.length > 0 && text('news'),
+  ];
+  if (failure) return sayFailed(failure, sentences, namesOf(doubted));
+  if (missing.length > 0) return say('lost', [text('lost'), ...sentences]);
+  if (isUnread) return sayPhase('unreadable', text('saved'));
+  return say(hasDoubts ? 'noticed' : 'saved', [text('saved'), ...sentences]);
 }
 
 // Locks the form during the work. A locked control loses the focus, so the messages have it meanwhile, and
@@ -245,10 +250,9 @@ async function run(progress, work) {
   sayPhase(progress);
   if (focused !== document.body) element('messages').focus({ preventScroll: true });
   const slow = setTimeout(() => sayPhase(progress, text('slow')), SLOW);
-  await work().catch((error) => sayFailed(error, text(attempt ? 'outcome_unknown' : NOT_DONE[phase])));
+  await work().catch((error) => sayFailed(error, [text(attempt ? 'not_known' : NOT_DONE[progress])]));
   clearTimeout(slow);
-  const needsAttention = URGENT[phase]?.() ?? [];
-  const field = inputs.find(({ id, disabled }) => needsAttention.includes(id) && !disabled);
+  const field = inputs.find(({ id, disabled }) => attention.includes(id) && !disabled);
   if (field) {
     field.focus();
     element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
@@ -259,27 +263,22 @@ async function run(progress, work) {
 
 // A tab that comes back to the front shows what is stored now, unless it has changes to lose.
 async function refreshIdleTab() {
-  const shown = stored;
-  const isIdle = () => shown !== null && stored === shown && !document.hidden && !isBusy() && !hasChanges();
+  const shown = loaded;
+  const isIdle = () => shown !== null && loaded === shown && !document.hidden && !isBusy() && !hasChanges();
   if (!isIdle()) return;
   const data = await request('load');
   if (!isIdle()) return;
-  if (isAny(mergeLoaded(data).elsewhere)) sayPhase('news');
-  else if (hasChanges()) sayPhase('unsaved');
+  const news = takeOver(data).marked;
+  if (loaded.unreadable.length > 0) sayPhase('unreadable');
+  else if (news.length > 0) sayPhase('news');
   else refresh();
 }
 
 // Shows the problems of fields that lost the focus. The sentences shift the page, so they wait until the click
 // that left the field is over.
 function check() {
-  if (stored !== null && !isBusy() && !document.querySelector(':active') && shownProblems().size > 0)
-    sayInvalid();
-}
-
-// Scrolls to a clicked field that the bar covers.
-function uncover({ target }) {
-  const isCovered = target.getBoundingClientRect().bottom > element('bar').getBoundingClientRect().top;
-  if (target.matches('.card input') && isCovered) target.scrollIntoView({ block: 'center' });
+  const isReady = loaded !== null && !isBusy() && !document.querySelector(':active');
+  if (isReady && shownProblems().size > 0) sayInvalid();
 }
 
 // Gives an input its title with a mark, its unit and hint, and places for a remark and a notice.
@@ -292,7 +291,8 @@ function addLabels(input) {
   input.before(title);
   if (FIELDS[id].kind === 'seconds') input.after(part('span', 'unit'));
   input.parentElement.append(part('small', 'hint', texts[`${id}_hint`]), part('small', 'remark'));
-  if (FIELDS[id].acts) input.closest('.card').append(Object.assign(part('p', 'notice'), { role: 'status' }));
+  if (FIELDS[id].triggers)
+    input.closest('.card').append(Object.assign(part('p', 'notice'), { role: 'status' }));
   input.setAttribute('aria-labelledby', title.id);
   const describing = ['unit', 'hint', 'remark', 'notice'].map((name) => `${id}-${name}`).filter(element);
   input.setAttribute('aria-describedby', describing.join(' '));
@@ -300,14 +300,8 @@ function addLabels(input) {
 
 element('settings').addEventListener('submit', (event) => {
   event.preventDefault();
-  run('saving', save);
+  if (performance.now() - askedAt >= QUESTION) run('saving', save);
 });
-// A second click, or Enter that is held, must not answer what the first one has asked.
-element('save').addEventListener('click', (event) => event.detail > 1 && event.preventDefault());
-element('settings').addEventListener(
-  'keydown',
-  (event) => event.key === 'Enter' && event.repeat && event.preventDefault(),
-);
 element('settings').addEventListener('input', () => {
   if (shownProblems().size > 0) sayInvalid();
   else sayPhase(hasChanges() ? 'unsaved' : '');
@@ -320,15 +314,13 @@ element('settings').addEventListener('focusout', ({ target }) => {
 element('retry').addEventListener('click', () => load('loaded'));
 element('discard').addEventListener('click', () => load('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
-addEventListener('click', (event) => {
-  check();
-  uncover(event);
-});
+addEventListener('click', check);
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));
 addEventListener('beforeunload', (event) => hasChanges() && event.preventDefault());
 
 document.documentElement.lang = language;
 for (const shown of document.querySelectorAll('[data-text]')) shown.textContent = text(shown.dataset.text);
 inputs.forEach(addLabels);
-element('settings').hidden = false;
+element('unsupported').remove();
+document.querySelector('main').hidden = false;
 load('');

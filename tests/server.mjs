@@ -31,14 +31,11 @@ export async function startServer() {
   await once(probe, 'listening');
   const { port } = probe.address();
   probe.close();
-  let { child, password } = await launch('--port', port, '--reset');
+  const { child, password } = await launch('--port', port, '--reset');
   return {
     url: `http://127.0.0.1:${port}/`,
     credentials: { username: 'admin', password },
     stop: async () => child.kill() && once(child, 'exit'),
-    startAgain: async () => {
-      if ((child.exitCode ?? child.signalCode) !== null) ({ child } = await launch('--port', port));
-    },
   };
 }
 
@@ -53,22 +50,38 @@ export const folder = (share, subpath, section = 'tv_record') => ({
   path: `/${share}/${subpath}`,
 });
 
+// What a load shows in the usual state.
+export const usualLoad = {
+  dtv_destination: '/tv/recordings',
+  closestreaming: false,
+  pre_recording: 60,
+  post_recording: 300,
+  enableauth: true,
+  account: 'viewer',
+  passwd: '24681357',
+  password_confirm: '75318642',
+  enable_viewer_limit: true,
+  streaming_limit: 4,
+  disable_dtv: false,
+};
+
 // Stores the usual state, with the given files in place of its own.
 export function store({ tunerConflict = false, ...files } = {}) {
+  const { pre_recording, post_recording, account, streaming_limit } = usualLoad;
+  const [, share, subpath] = usualLoad.dtv_destination.split('/');
+  const flags = (...names) => Object.fromEntries(names.map((name) => [name, usualLoad[name] ? 'yes' : 'no']));
+  const access = flags('enableauth', 'enable_viewer_limit');
   const usual = {
-    'folder.conf': [folder('video', 'movies', 'movie'), folder('tv', 'recordings')],
-    'record.conf': { closestreaming: 'no', pre_recording: 60, post_recording: 300 },
-    'stream.conf': {
-      enableauth: 'yes',
-      account: 'viewer',
-      passwd: 'old',
-      enable_viewer_limit: 'yes',
-      streaminglimit: 4,
-    },
+    'folder.conf': [folder('video', 'movies', 'movie'), folder(share, subpath)],
+    'record.conf': { ...flags('closestreaming'), pre_recording, post_recording },
+    'stream.conf': { ...access, account, passwd: 'old', streaminglimit: streaming_limit },
   };
   for (const [name, content] of Object.entries({ ...usual, ...files }))
     writeFileSync(inSettings(name), JSON.stringify(content));
-  writeFileSync(inSettings('dtv_setting.conf'), '[settings]\ndisable_dtv=no\n');
+  writeFileSync(
+    inSettings('dtv_setting.conf'),
+    `[settings]\ndisable_dtv=${flags('disable_dtv').disable_dtv}\n`,
+  );
   rmSync(inRoot('etc/tesk/dvb_conflict'), { force: true });
   if (tunerConflict) writeFileSync(inRoot('etc/tesk/dvb_conflict'), '');
 }

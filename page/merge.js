@@ -1,0 +1,90 @@
+// What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
+// saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
+// not known yet: { before, sent, hasSucceeded }, with two forms; or null.
+
+import { differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
+
+export const namesOf = (units) => units.flatMap(({ shown }) => shown);
+const isShownBy =
+  ({ unreadable }) =>
+  (unit) =>
+    !isHidden(unit.file, unreadable);
+const isTrigger = ({ fields }) => FIELDS[fields[0]].triggers;
+const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !form.dtv_service;
+
+// What the form shows after another load, for each unit:
+//
+//   in the form               stored now                     the form
+//   -----------------------   ----------------------------   --------------------------------------------
+//   anything                  hidden                         keeps its values
+//   unchanged                 as before                      keeps its values
+//   unchanged                 otherwise                      takes what is stored, marks it
+//   unchanged                 shown again                    takes what is stored
+//   changed, or in `attempt`  as before, sent, in the form   keeps its values
+//   changed, or in `attempt`  otherwise                      keeps its values, marks the field, asks
+//
+// It also asks when the service was switched off elsewhere: a switch that cannot be read looks the same, and
+// saving it would stop the service. Returns
+//   taken   the values that the form takes, by field
+//   marked  the fields that were changed elsewhere
+//   asked   those of them that the person has to check before a save
+export function merge(form, before, now, attempt) {
+  const isTouched = ({ fields }) =>
+    differ(form, before.form, fields) || (attempt !== null && differ(attempt.sent, attempt.before, fields));
+  const known = [before.form, form, attempt?.sent ?? form];
+  const isElsewhere = ({ shown }) => known.every((other) => differ(now.form, other, shown));
+  const units = UNITS.filter(isShownBy(now));
+  const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
+  const elsewhere = units.filter(isShownBy(before)).filter(isElsewhere);
+  const asked = elsewhere.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
+  const isOther = (name) => now.form[name] !== before.form[name];
+  return {
+    taken: pick(namesOf(taken), now.form),
+    marked: namesOf(elsewhere).filter(isOther),
+    asked: namesOf(asked).filter(isOther),
+  };
+}
+
+// What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
+// the units it changed that are
+//   missing  stored otherwise than sent
+//   unknown  hidden; after a failure, also the service if it was switched off (a switch that cannot be read
+//            looks the same), and a new password, unless something of its file or a later one is as sent
+//   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
+//            and the save failed. An earlier one has had its effect, since the save went on.
+export function outcome({ before, sent, hasSucceeded }, now) {
+  const changed = UNITS.filter(({ fields }) => differ(sent, before, fields));
+  const shown = changed.filter((unit) => now !== null && isShownBy(now)(unit));
+  const missing = shown.filter((unit) => differ(sent, now.form, unit.shown));
+  const hidden = changed.filter((unit) => !shown.includes(unit));
+  if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
+  const asSent = shown.filter((unit) => !missing.includes(unit));
+  const visible = asSent.filter((unit) => differ(sent, before, unit.shown));
+  const provesPassword = (unit) =>
+    ['stream.conf', 'dtv_setting.conf'].includes(unit.file) && !switchesOff(unit, sent);
+  const isPasswordOpen = ({ fields }) =>
+    fields.includes('passwd') && sent.passwd !== '' && !visible.some(provesPassword);
+  const open = asSent.filter((unit) => switchesOff(unit, sent) || isPasswordOpen(unit));
+  return { missing, unknown: [...hidden, ...open], doubted: visible.slice(-1).filter(isTrigger) };
+}
+
+// What a load leaves open of an attempt; null if nothing.
+export function openPart(attempt, now) {
+  if (attempt === null || now.unreadable.length === 0) return null;
+  const settled = pick(namesOf(UNITS.filter(isShownBy(now))), now.form);
+  return { ...attempt, before: { ...attempt.before, ...settled }, sent: { ...attempt.sent, ...settled } };
+}
+
+// What is stored, perhaps without effect: the values of units, by their first field. Adds `units` as they were
+// `sent` to the `doubts` so far, and drops a doubt once another value is stored.
+export function doubtsAfter(doubts, units, sent, now) {
+  const added = Object.fromEntries(units.map(({ fields }) => [fields[0], pick(fields, sent)]));
+  const isStored = ([, values]) => !differ(values, now.form, Object.keys(values));
+  return Object.fromEntries(Object.entries({ ...doubts, ...added }).filter(isStored));
+}
+
+// Before the outcome of a save is known, every action that it triggers may fail.
+export function doubtsDuring(doubts, { before, sent }) {
+  const triggered = UNITS.filter((unit) => isTrigger(unit) && differ(sent, before, unit.fields));
+  return doubtsAfter(doubts, triggered, sent, { form: sent });
+}

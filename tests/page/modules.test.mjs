@@ -1,0 +1,190 @@
+// The page's pure modules, without a browser.
+
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import {
+  destination,
+  duration,
+  formToSave,
+  problemsOf,
+  readLoad,
+  saveParameters,
+} from '../../page/fields.js';
+import { doubtsAfter, doubtsDuring, merge, openPart, outcome } from '../../page/merge.js';
+import { usualLoad } from '../server.mjs';
+
+// A test for each row, by its name. A row `gives` what differs from the usual result.
+function table(title, usualResult, run, rows) {
+  for (const [name, { gives = {}, ...row }] of Object.entries(rows))
+    test(`${title}: ${name}`, () => assert.deepEqual(run(row), { ...usualResult, ...gives }));
+}
+
+// What a load shows without record.conf, without stream.conf, without both.
+const off = { closestreaming: false, enableauth: false, enable_viewer_limit: false };
+const none = { passwd: undefined, account: undefined, streaming_limit: 1 };
+const times = { pre_recording: 180, post_recording: 120 };
+const noRecord = { ...off, ...none, pre_recording: 0, post_recording: 0 };
+const noStream = { ...off, ...times, account: null, streaming_limit: 0 };
+const noFiles = { ...off, ...none, ...times };
+
+const first = (changes) => readLoad({ ...usualLoad, ...changes }, null);
+const usual = first({});
+const next = (changes, before = usual) => readLoad({ ...usualLoad, ...changes }, before);
+const typed = (changes, loaded = usual) => formToSave({ ...loaded.form, ...changes }, loaded.form);
+
+const fresh = { pre_recording: '180', account: '', streaming_limit: '1' };
+const shown = ({ form, unreadable }) => {
+  const { pre_recording, account, streaming_limit } = form;
+  return { pre_recording, account, streaming_limit, unreadable: String(unreadable) };
+};
+table('a load', shown(usual), ({ load }) => shown(load), {
+  'of a new device': { load: first(noFiles), gives: fresh },
+  'of odd values': {
+    load: first({ account: 42, pre_recording: -5 }),
+    gives: { account: '42', pre_recording: '-5' },
+  },
+  'without record.conf': { load: first(noRecord), gives: { ...fresh, unreadable: 'record.conf' } },
+  'that loses record.conf': { load: next(noRecord), gives: { unreadable: 'record.conf' } },
+  'that loses stream.conf': { load: next(noStream), gives: { unreadable: 'stream.conf' } },
+  'that loses both': { load: next(noFiles, next(noFiles)), gives: { unreadable: 'record.conf,stream.conf' } },
+  'that loses the folder': { load: next({ dtv_destination: '' }), gives: { unreadable: 'folder.conf' } },
+  'of a limit of 1 alone': { load: first({ ...noStream, streaming_limit: 1 }), gives: fresh },
+});
+
+const theirs = { dtv_destination: '/tv/theirs' };
+const password = { passwd: 'new', password_confirm: 'new' };
+const isOff = { disable_dtv: true };
+const asks = (name) => ({ marked: name, asked: name });
+const runMerge = ({ form = {}, before = usual, now = {}, attempt }) => {
+  const open = attempt ? { before: usual.form, sent: typed(attempt) } : null;
+  const { taken, marked, asked } = merge(typed(form, before), before, next(now, before), open);
+  return { taken: Object.keys(taken).join(' '), marked: String(marked), asked: String(asked) };
+};
+const options = 'pre_recording post_recording enableauth account enable_viewer_limit streaming_limit';
+const service = 'dtv_service';
+table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
+  'keeps what was typed': { form: { pre_recording: '7' } },
+  'takes what was changed elsewhere': { now: theirs, gives: { taken: 'share subpath', marked: 'subpath' } },
+  'asks where both changed a unit': { form: { share: 'music' }, now: theirs, gives: asks('subpath') },
+  'asks before a password gets another account': {
+    form: password,
+    now: { account: 'bob' },
+    gives: asks('account'),
+  },
+  'accepts equal changes': { form: { dtv_service: false }, now: isOff },
+  'asks when the service is switched off': { now: isOff, gives: { taken: service, ...asks(service) } },
+  'takes a service that is switched on': { before: first(isOff), gives: { taken: service, marked: service } },
+  'keeps what is hidden': { form: { pre_recording: '7' }, now: noStream },
+  'takes what is shown again': { before: first(noStream), gives: { taken: options } },
+  'does not mark what an attempt stored': {
+    form: { subpath: 'b' },
+    attempt: { subpath: 'theirs' },
+    now: theirs,
+  },
+  'keeps what was put back after an attempt': { attempt: { subpath: 'theirs' }, now: theirs },
+});
+
+const moved = { share: 'music', subpath: '' };
+const isMoved = { dtv_destination: '/music' };
+const later = { ...moved, pre_recording: '7' };
+const hidden = { ...noStream, ...isMoved };
+const all = { ...moved, ...password, dtv_service: false };
+const isAll = { ...isMoved, ...isOff };
+const runOutcome = ({ sent, now = {}, hasSucceeded = false }) => {
+  const units = outcome({ before: usual.form, sent: typed(sent), hasSucceeded }, now && next(now));
+  const names = (found) => found.map(({ fields }) => fields[0]).join(' ');
+  return Object.fromEntries(Object.entries(units).map(([name, found]) => [name, names(found)]));
+};
+table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
+  'at once': { sent: moved, gives: { missing: 'share' } },
+  'at the folder': { sent: later, now: isMoved, gives: { missing: 'pre_recording', doubted: 'share' } },
+  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 } },
+  'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
+  'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
+  'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
+  'near a password': { sent: password, gives: { unknown: 'enableauth' } },
+  'after a password': { sent: { ...password, streaming_limit: '9' }, now: { streaming_limit: 9 } },
+  'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
+});
+const runSuccess = (row) => runOutcome({ ...row, hasSucceeded: true });
+table('a save', { missing: '', unknown: '', doubted: '' }, runSuccess, {
+  'that stored everything': { sent: all, now: isAll },
+  'that was overtaken': { sent: later, now: isMoved, gives: { missing: 'pre_recording' } },
+  'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording' } },
+});
+
+test('an attempt stays open for what is hidden', () => {
+  const attempt = { before: usual.form, sent: typed(later) };
+  const { before, sent } = openPart(attempt, next(hidden));
+  assert.deepEqual([before.share, before.pre_recording, sent.pre_recording], ['music', '60', '7']);
+  assert.equal(openPart(attempt, next({})), null);
+});
+
+test('a doubt ends when another value is stored', () => {
+  const sent = typed({ ...all, ...later });
+  const doubts = doubtsDuring({}, { before: usual.form, sent });
+  assert.deepEqual(doubts, { share: moved, dtv_service: { dtv_service: false } });
+  assert.deepEqual(doubtsAfter(doubts, [], sent, next(isMoved)), { share: moved });
+});
+
+const needsPassword = 'password_missing';
+const noSignIn = first({ enableauth: false, account: null });
+const runProblems = ({ loaded = usual, ...form }) =>
+  Object.fromEntries(problemsOf(typed(form, loaded), loaded));
+table('a problem', {}, runProblems, {
+  'no share': { share: ' ', gives: { share: 'share_cleared' } },
+  'a share with a slash': { share: 'a/b', gives: { share: 'share_slash' } },
+  'a share of dots': { share: '..', gives: { share: 'folder_dots' } },
+  'a tab': { share: 't\tv', gives: { share: 'invisible' } },
+  'a turned text': { account: 'a\u202eb', gives: { account: 'invisible' } },
+  'not a joiner': { subpath: 'a\u200db' },
+  'a slash before': { subpath: '/a', gives: { subpath: 'subpath_slash' } },
+  'a slash behind': { subpath: 'a/', gives: { subpath: 'subpath_slash' } },
+  'two slashes': { subpath: 'a//b', gives: { subpath: 'subpath_slash' } },
+  'a dot': { subpath: 'a/./b', gives: { subpath: 'folder_dots' } },
+  'half a second': { pre_recording: '1.5', gives: { pre_recording: 'number_not_whole' } },
+  'too many seconds': { post_recording: '2147483648', gives: { post_recording: 'number_too_large' } },
+  'a negative time': { pre_recording: '-1', gives: { pre_recording: 'time_negative' } },
+  'not a stored oddity': { loaded: first({ pre_recording: -1, dtv_destination: '/tv//', account: null }) },
+  'no viewers': { streaming_limit: '0', gives: { streaming_limit: 'limit_below_one' } },
+  'not what does not apply': { enable_viewer_limit: false, streaming_limit: 'x' },
+  'no account': { account: ' ', gives: { account: 'account_missing' } },
+  'a new sign-in': {
+    loaded: noSignIn,
+    enableauth: true,
+    gives: { account: 'account_missing', passwd: needsPassword },
+  },
+  'a lost sign-in': { loaded: next(noStream), gives: { passwd: needsPassword } },
+  'not a hidden sign-in': { loaded: first(noRecord), enableauth: true },
+  'a placeholder': {
+    passwd: '75318642',
+    password_confirm: '75318642',
+    gives: { passwd: 'password_reserved' },
+  },
+  'the other one': {
+    passwd: '24681357',
+    password_confirm: '24681357',
+    gives: { passwd: 'password_reserved' },
+  },
+  'two passwords': { passwd: 'a', gives: { password_confirm: 'password_differs' } },
+});
+
+const untouched = { ...typed({}), share: '', subpath: '', account: '', disable_dtv: 'no' };
+delete untouched.dtv_service;
+const runParameters = ({ loaded = usual, ...form }) => saveParameters(typed(form, loaded), loaded);
+table('parameters', untouched, runParameters, {
+  'of an untouched form': {},
+  'of texts that a form cannot show': { loaded: first({ dtv_destination: '/a/\nb/', account: 'c\nd' }) },
+  'of a folder': { subpath: ' a b ', gives: { share: 'tv', subpath: 'a b' } },
+  'of an account': { account: ' bob ', passwd: ' new ', gives: { account: 'bob', passwd: ' new ' } },
+  'of a number': { pre_recording: ' 007 ', gives: { pre_recording: '7' } },
+  'of the service': { dtv_service: false, gives: { disable_dtv: 'yes' } },
+  'after stream.conf was lost': { loaded: next(noStream), gives: { account: 'viewer' } },
+});
+
+test('durations and destinations', () => {
+  const said = { 0: '', 59: '= 59 s', 5430: '= 1 h 30 min 30 s', '-1': '', 2147483648: '' };
+  for (const [text, words] of Object.entries(said))
+    assert.equal(duration(text).replaceAll('\u00a0', ' '), words);
+  assert.deepEqual([usual.form, moved, { share: '' }].map(destination), ['/tv/recordings', '/music', '']);
+});
