@@ -1,7 +1,7 @@
 // Speaks to the program through the real web server, as the page does and as other clients do.
 
 import assert from 'node:assert/strict';
-import { execFileSync, spawn } from 'node:child_process';
+import { execSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { existsSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
 import { request } from 'node:http';
@@ -17,80 +17,54 @@ const program = join(buildFolder, 'dtv_manage.cgi');
 const server = await startServer();
 after(() => server.stop());
 
-// One request; the answer with its status, headers and text. Signs in as the administrator unless
-// told otherwise.
-function send({
-  method = 'POST',
-  path = '/dtv_manage.cgi',
-  user = 'admin',
-  password,
-  headers = {},
-  body = '',
-  signal,
-}) {
-  const auth = user && `${user}:${password ?? server.credentials.password}`;
-  return new Promise((resolve, reject) => {
-    const type = {
-      'Content-Type': 'application/x-www-form-urlencoded',
-      'Content-Length': Buffer.byteLength(body),
-    };
-    const call = request(
-      new URL(server.url),
-      { method, path, auth, headers: { ...type, ...headers }, signal },
-      async (answer) => {
-        resolve({
-          status: answer.statusCode,
-          headers: answer.headers,
-          text: Buffer.concat(await answer.toArray()).toString(),
-        });
-      },
-    );
-    call.on('error', reject).on('upgrade', resolve).end(body);
-  });
+// One request of the administrator's, unless told otherwise; the answer with its status, headers and text.
+async function send({ user = 'admin', password = server.credentials.password, headers, body = '', ...more }) {
+  const type = 'application/x-www-form-urlencoded';
+  const options = {
+    method: 'POST',
+    path: '/dtv_manage.cgi',
+    auth: user && `${user}:${password}`,
+    headers: { 'Content-Type': type, 'Content-Length': Buffer.byteLength(body), ...headers },
+    ...more,
+  };
+  const [answer] = await once(request(new URL(server.url), options).end(body), 'response');
+  const text = Buffer.concat(await answer.toArray()).toString();
+  return { status: answer.statusCode, headers: answer.headers, text };
 }
 
-const perform = async (action, parameters = {}) =>
-  JSON.parse((await send({ body: new URLSearchParams({ action, ...parameters }).toString() })).text);
+const form = (fields) => String(new URLSearchParams(fields));
+const perform = async (fields) => JSON.parse((await send({ body: form(fields) })).text);
 
-// The folder in /proc of the process whose command line matches `start` followed by the program's path, or ''.
-const processOf = (start) =>
-  execFileSync('sh', ['-c', `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`], {
-    encoding: 'utf8',
-  })
-    .trim()
-    .replace('/cmdline', '');
+// The folder in /proc of the process whose command line is `start` and the program's path, or ''.
+function processOf(start) {
+  const search = `LC_ALL=C grep -lsa '^${start}${program}' /proc/[0-9]*/cmdline; true`;
+  return execSync(search, { encoding: 'utf8' }).trim().replace('/cmdline', '');
+}
 
 const readLog = (name) => readFileSync(join(buildFolder, name), 'utf8');
 
-const until = async (holds) => {
+async function until(holds) {
   while (!holds()) await pause(50);
-};
+}
 
 // Changes whenever a save has written or run something.
-const traces = () =>
-  ['var/packages/Cinquill/etc', 'var/log'].flatMap((folder) =>
-    readdirSync(join(root, folder)).map((name) => {
-      const { ino, mtimeNs } = statSync(join(root, folder, name), { bigint: true });
-      return `${name} ${ino} ${mtimeNs}`;
-    }),
-  );
+function traces() {
+  const folders = ['var/packages/Cinquill/etc', 'var/log'].map((folder) => join(root, folder));
+  const files = folders.flatMap((folder) => readdirSync(folder).map((name) => join(folder, name)));
+  return files.map((file) => `${file} ${statSync(file).ino} ${statSync(file, { bigint: true }).mtimeNs}`);
+}
 
 test('a save runs tool and script, signals the daemons, writes private files and logs to the server', async () => {
-  assert.deepEqual(
-    await perform('save', { share: 'tv', subpath: 'rec', passwd: 'geheim', disable_dtv: 'yes' }),
-    { success: true },
-  );
+  const fields = { action: 'save', share: 'tv', subpath: 'rec', passwd: 'geheim', disable_dtv: 'yes' };
+  assert.deepEqual(await perform(fields), { success: true });
   for (const name of ['teskindexd', 'teskvideoindexd', 'teskvideometadatad']) {
-    await until(
-      () =>
-        existsSync(join(root, `var/log/${name}.log`)) &&
-        readLog(`root/var/log/${name}.log`) === `${name} SIGUSR2\n`,
-    );
+    const log = `root/var/log/${name}.log`;
+    await until(() => existsSync(join(buildFolder, log)) && readLog(log) === `${name} SIGUSR2\n`);
   }
   assert.equal(readLog('root/var/log/teskindex.log'), `teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`);
   assert.equal(readLog('root/var/log/teskdtv.log'), 'teskdtv.sh stop FORCE\n');
   assert.equal(statSync(join(root, 'var/packages/Cinquill/etc/stream.conf')).mode & 0o77, 0);
-  const { errinfo } = await perform('save', { share: 'video', subpath: 'shows/tv' });
+  const { errinfo } = await perform({ action: 'save', share: 'video', subpath: 'shows/tv' });
   assert.deepEqual(errinfo, { sec: 'error', key: 'error_duplicate_path' });
   assert.match(readLog('server/error.log'), /dtv_manage:\d+ record folder conflicts/);
 });
@@ -101,52 +75,44 @@ test('what is refused, and the headers of every answer', async (t) => {
   t.after(() => rmSync(link));
   const body = 'action=save&disable_dtv=yes';
   const states = traces();
-  const get = { method: 'GET' };
-  const table = [
-    ['a wrong password', { password: 'wrong', body }, 401],
-    ['the page without a password', { ...get, user: null, path: '/' }, 401],
-    [
-      'localhost',
-      { ...get, user: null, path: '/?a=b', headers: { Host: 'LOCALHOST:80' } },
-      307,
-      ['location', `${server.url}?a=b`],
-    ],
-    ['another host name', { headers: { Host: 'evil.example' }, body }, 403],
-    ['a host name that begins like ours', { headers: { Host: 'localhost.evil.example' }, body }, 403],
-    ['a GET of the program', { ...get, path: '/dtv_manage.cgi?action=load' }, 403],
-    ['POST to the page', { path: '/', body }, 403],
-    ['a path below the program', { ...get, path: '/dtv_manage.cgi/more' }, 404],
-    ['a large body', { body: `${body}&x=${'x'.repeat(70000)}` }, 413],
-    ['a symbolic link', { ...get, path: '/linked.html' }, 403],
-    [
-      'HTTP/2',
-      {
-        ...get,
-        path: '/',
-        headers: { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' },
-      },
-      200,
-    ],
-    ['the page', { ...get, path: '/' }, 200, ['clear-site-data', '"storage"']],
-    ['a file of the page', { ...get, path: '/main.js' }, 200, ['clear-site-data', undefined]],
-  ];
-  for (const [name, call, status, [header, value] = []] of table) {
+  const get = { method: 'GET', user: null };
+  const host = (Host) => ({ headers: { Host }, body });
+  const upgrade = { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' };
+  const location = `${server.url}?a=b`;
+  const rows = {
+    'a wrong password': { password: 'wrong', body, status: 401 },
+    'the page without a password': { ...get, path: '/', status: 401 },
+    localhost: { ...get, path: '/?a=b', headers: { Host: 'LOCALHOST:80' }, status: 307, has: { location } },
+    'another host name': { ...host('evil.example'), status: 403 },
+    'a host name that begins like ours': { ...host('localhost.evil.example'), status: 403 },
+    'a GET of the program': { method: 'GET', path: '/dtv_manage.cgi?action=load', status: 403 },
+    'POST to the page': { path: '/', body, status: 403 },
+    'a path below the program': { method: 'GET', path: '/dtv_manage.cgi/more', status: 404 },
+    'a large body': { body: `${body}&x=${'x'.repeat(70000)}`, status: 413 },
+    'a symbolic link': { method: 'GET', path: '/linked.html', status: 403 },
+    'HTTP/2': { method: 'GET', path: '/', headers: upgrade, status: 200 },
+    'the page': { method: 'GET', path: '/', status: 200, has: { 'clear-site-data': '"storage"' } },
+    'a file of the page': {
+      method: 'GET',
+      path: '/main.js',
+      status: 200,
+      has: { 'clear-site-data': undefined },
+    },
+  };
+  const always = {
+    'content-security-policy': "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'",
+    'x-content-type-options': 'nosniff',
+    'referrer-policy': 'no-referrer',
+    'cache-control': 'no-store',
+    'cross-origin-resource-policy': 'same-origin',
+  };
+  for (const [name, { status, has, ...call }] of Object.entries(rows)) {
     const answer = await send(call);
     assert.equal(answer.status, status, name);
     if (status === 413) continue; // the server sends it without these headers
-    assert.match(
-      answer.headers['content-security-policy'],
-      /^default-src 'none';.*frame-ancestors 'none'$/,
-      name,
-    );
-    const others = [
-      'x-content-type-options',
-      'referrer-policy',
-      'cache-control',
-      'cross-origin-resource-policy',
-    ].map((header) => answer.headers[header]);
-    assert.deepEqual(others, ['nosniff', 'no-referrer', 'no-store', 'same-origin'], name);
-    assert.equal(answer.headers[header], value, name);
+    for (const [header, value] of Object.entries({ ...always, ...has }))
+      assert.equal(answer.headers[header]?.slice(0, value?.length), value, `${name}: ${header}`);
+    assert.match(answer.headers['content-security-policy'], /frame-ancestors 'none'$/, name);
   }
   assert.deepEqual(traces(), states);
 });
@@ -159,17 +125,17 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   await until(held.isHeld);
   hangUp.abort();
   await assert.rejects(first);
-  const second = perform('save', { share: 'music', subpath: 'second', post_recording: 99 });
+  const second = perform({ action: 'save', share: 'music', subpath: 'second', post_recording: 99 });
   await until(() => processOf('flock.*'));
   assert.doesNotMatch(readFileSync(join(processOf('flock.*'), 'environ'), 'utf8'), /AUTHORIZATION/);
   await pause(300);
   assert.equal(readSettings('folder.conf').at(-1).path, '/photo/first');
   held.release();
   assert.deepEqual(await second, { success: true });
-  const { data } = await perform('load');
+  const { dtv_destination, post_recording } = (await perform({ action: 'load' })).data;
   assert.deepEqual(
-    [data.dtv_destination, data.post_recording, data.disable_dtv],
-    ['/music/second', 99, false],
+    { dtv_destination, post_recording },
+    { dtv_destination: '/music/second', post_recording: 99 },
   );
 });
 
@@ -182,16 +148,15 @@ test('a tool that outlives its program keeps no request waiting', async (t) => {
   assert.match(readFileSync(join(running, 'limits'), 'utf8'), /core file size +0 +0 /);
   process.kill(basename(running));
   assert.equal((await save).status, 500);
-  assert.equal((await perform('load')).data.dtv_destination, '/photo/third'); // while the tool still runs
+  const { data } = await perform({ action: 'load' }); // while the tool still runs
+  assert.equal(data.dtv_destination, '/photo/third');
 });
 
 test('a request that waits too long is answered with an error', async (t) => {
   const wrapper = join(buildFolder, 'server/one_at_a_time');
   writeFileSync(wrapper, readFileSync(wrapper, 'utf8').replace('--wait 30', '--wait 1'));
   const states = traces();
-  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat'], {
-    stdio: ['pipe', 'pipe', 'inherit'],
-  });
+  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat']);
   t.after(() => other.stdin.end());
   other.stdin.write('locked');
   await once(other.stdout, 'data');
