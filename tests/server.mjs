@@ -12,43 +12,33 @@ const buildFolder = resolve(process.env.BUILD_DIR);
 const inRoot = (path) => join(buildFolder, 'root', path);
 const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
 
+async function findFreePort() {
+  const probe = createServer().listen(0, '127.0.0.1');
+  await once(probe, 'listening');
+  const { port } = probe.address();
+  probe.close();
+  return port;
+}
+
 // The server ends with this process, also when this one is killed.
-async function launch(...parameters) {
+export async function startServer() {
+  const port = await findFreePort();
   const serve = new URL('../server/serve.sh', import.meta.url).pathname;
-  const child = spawn('setpriv', ['--pdeathsig', 'TERM', serve, buildFolder, ...parameters], {
-    stdio: ['ignore', 'pipe', 'inherit'],
-  });
+  const command = ['--pdeathsig', 'TERM', serve, buildFolder, '--port', port, '--reset'];
+  const child = spawn('setpriv', command, { stdio: ['ignore', 'pipe', 'inherit'] });
+  const stop = async () => child.kill() && once(child, 'exit');
   let password;
   for await (const line of createInterface({ input: child.stdout })) {
     password ??= line.match(/^password: (.*)$/)?.[1];
-    if (line.startsWith('ready: ')) return { child, password };
+    const credentials = { username: 'admin', password };
+    if (line.startsWith('ready: ')) return { url: `http://127.0.0.1:${port}/`, credentials, stop };
   }
   throw new Error('the server ended before it was ready');
 }
 
-export async function startServer() {
-  const probe = createServer().listen(0, '127.0.0.1'); // finds a free port
-  await once(probe, 'listening');
-  const { port } = probe.address();
-  probe.close();
-  const { child, password } = await launch('--port', port, '--reset');
-  return {
-    url: `http://127.0.0.1:${port}/`,
-    credentials: { username: 'admin', password },
-    stop: async () => child.kill() && once(child, 'exit'),
-  };
-}
+export const readSettings = (name) => JSON.parse(readFileSync(inSettings(name), 'utf8'));
 
-const parse = (name, text) => (name.startsWith('dtv_') ? text : JSON.parse(text));
-export const readSettings = (name) => parse(name, readFileSync(inSettings(name), 'utf8'));
-
-export const folder = (share, subpath, section = 'tv_record') => ({
-  share,
-  subpath,
-  section,
-  section_name: section,
-  path: `/${share}/${subpath}`,
-});
+export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section });
 
 // What a load shows in the usual state.
 export const usualLoad = {

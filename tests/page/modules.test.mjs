@@ -2,16 +2,11 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import {
-  destination,
-  duration,
-  formToSave,
-  problemsOf,
-  readLoad,
-  saveParameters,
-} from '../../page/fields.js';
+import * as fields from '../../page/fields.js';
 import { doubtsAfter, doubtsDuring, merge, openPart, outcome } from '../../page/merge.js';
 import { usualLoad } from '../server.mjs';
+
+const { formToSave, problemsOf, readLoad, saveParameters } = fields;
 
 // A test for each row, by its name. A row `gives` what differs from the usual result.
 function table(title, usualResult, run, rows) {
@@ -39,10 +34,7 @@ const shown = ({ form, unreadable }) => {
 };
 table('a load', shown(usual), ({ load }) => shown(load), {
   'of a new device': { load: first(noFiles), gives: fresh },
-  'of odd values': {
-    load: first({ account: 42, pre_recording: -5 }),
-    gives: { account: '42', pre_recording: '-5' },
-  },
+  'of an odd account': { load: first({ account: 42 }), gives: { account: '42' } },
   'without record.conf': { load: first(noRecord), gives: { ...fresh, unreadable: 'record.conf' } },
   'that loses record.conf': { load: next(noRecord), gives: { unreadable: 'record.conf' } },
   'that loses stream.conf': { load: next(noStream), gives: { unreadable: 'stream.conf' } },
@@ -133,8 +125,6 @@ const runProblems = ({ loaded = usual, ...form }) =>
   Object.fromEntries(problemsOf(typed(form, loaded), loaded));
 table('a problem', {}, runProblems, {
   'no share': { share: ' ', gives: { share: 'share_cleared' } },
-  'a share with a slash': { share: 'a/b', gives: { share: 'share_slash' } },
-  'a share of dots': { share: '..', gives: { share: 'folder_dots' } },
   'a tab': { share: 't\tv', gives: { share: 'invisible' } },
   'a turned text': { account: 'a\u202eb', gives: { account: 'invisible' } },
   'not a joiner': { subpath: 'a\u200db' },
@@ -144,7 +134,6 @@ table('a problem', {}, runProblems, {
   'a dot': { subpath: 'a/./b', gives: { subpath: 'folder_dots' } },
   'half a second': { pre_recording: '1.5', gives: { pre_recording: 'number_not_whole' } },
   'too many seconds': { post_recording: '2147483648', gives: { post_recording: 'number_too_large' } },
-  'a negative time': { pre_recording: '-1', gives: { pre_recording: 'time_negative' } },
   'not a stored oddity': { loaded: first({ pre_recording: -1, dtv_destination: '/tv//', account: null }) },
   'no viewers': { streaming_limit: '0', gives: { streaming_limit: 'limit_below_one' } },
   'not what does not apply': { enable_viewer_limit: false, streaming_limit: 'x' },
@@ -185,6 +174,10 @@ table('parameters', untouched, runParameters, {
 test('durations and destinations', () => {
   const said = { 0: '', 59: '= 59 s', 5430: '= 1 h 30 min 30 s', '-1': '', 2147483648: '' };
   for (const [text, words] of Object.entries(said))
-    assert.equal(duration(text).replaceAll('\u00a0', ' '), words);
-  assert.deepEqual([usual.form, moved, { share: '' }].map(destination), ['/tv/recordings', '/music', '']);
+    assert.equal(fields.duration(text).replaceAll('\u00a0', ' '), words);
+  assert.deepEqual([usual.form, moved, { share: '' }].map(fields.destination), [
+    '/tv/recordings',
+    '/music',
+    '',
+  ]);
 });

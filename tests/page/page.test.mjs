@@ -233,21 +233,15 @@ test('asks before it replaces what it cannot see', async () => {
   await says({ bar: texts('first_folder'), focus: 'share' });
 });
 
-test('says why a request failed, and gives up one without an answer', async () => {
+test('says why a request failed', async () => {
   const fails = async (action, reply, ...names) => {
-    await answer(action, reply);
+    await answer(action, (route) => route.fulfill(reply));
     await save({ pre_recording: '61' });
     await says({ bar: texts(...names), unsaved: ['pre_recording'], focus: 'save' });
   };
-  await fails('load', (route) => route.fulfill({ body: '{}' }), 'unexpected', 'nothing_saved');
-  await fails('save', (route) => route.fulfill({ status: 500 }), 'busy', 'not_stored');
-  await fails('save', (route) => route.fulfill({ status: 401 }), 'signed_out', 'nothing_saved');
-  await page.evaluate(() => {
-    const give = AbortSignal.timeout.bind(AbortSignal);
-    AbortSignal.timeout = (limit) => give((globalThis.limit = limit / 50));
-  });
-  await fails('save', () => new Promise(() => undefined), 'no_answer', 'not_stored');
-  assert.ok((await page.evaluate('limit * 50')) > 62_000, 'waits longer than the server does');
+  await fails('load', { body: '{}' }, 'unexpected', 'nothing_saved');
+  await fails('save', { status: 500 }, 'busy', 'not_stored');
+  await fails('save', { status: 401 }, 'signed_out', 'nothing_saved');
 });
 
 test('keeps what was typed when an answer is lost, and finds out what was saved', async () => {

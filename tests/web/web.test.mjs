@@ -1,9 +1,9 @@
 // Speaks to the program through the real web server, as the page does and as other clients do.
 
 import assert from 'node:assert/strict';
-import { execSync, spawn } from 'node:child_process';
+import { execSync } from 'node:child_process';
 import { once } from 'node:events';
-import { existsSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync, writeFileSync } from 'node:fs';
+import { existsSync, readdirSync, readFileSync, rmSync, statSync, symlinkSync } from 'node:fs';
 import { request } from 'node:http';
 import { basename, join } from 'node:path';
 import { after, test } from 'node:test';
@@ -78,6 +78,7 @@ test('what is refused, and the headers of every answer', async (t) => {
   const get = { method: 'GET', user: null };
   const host = (Host) => ({ headers: { Host }, body });
   const upgrade = { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' };
+  const file = { method: 'GET', path: '/main.js' };
   const location = `${server.url}?a=b`;
   const rows = {
     'a wrong password': { password: 'wrong', body, status: 401 },
@@ -92,15 +93,11 @@ test('what is refused, and the headers of every answer', async (t) => {
     'a symbolic link': { method: 'GET', path: '/linked.html', status: 403 },
     'HTTP/2': { method: 'GET', path: '/', headers: upgrade, status: 200 },
     'the page': { method: 'GET', path: '/', status: 200, has: { 'clear-site-data': '"storage"' } },
-    'a file of the page': {
-      method: 'GET',
-      path: '/main.js',
-      status: 200,
-      has: { 'clear-site-data': undefined },
-    },
+    'a file of the page': { ...file, status: 200, has: { 'clear-site-data': undefined } },
   };
+  const csp = "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; ";
   const always = {
-    'content-security-policy': "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'",
+    'content-security-policy': `${csp}form-action 'none'; base-uri 'none'; frame-ancestors 'none'`,
     'x-content-type-options': 'nosniff',
     'referrer-policy': 'no-referrer',
     'cache-control': 'no-store',
@@ -111,8 +108,7 @@ test('what is refused, and the headers of every answer', async (t) => {
     assert.equal(answer.status, status, name);
     if (status === 413) continue; // the server sends it without these headers
     for (const [header, value] of Object.entries({ ...always, ...has }))
-      assert.equal(answer.headers[header]?.slice(0, value?.length), value, `${name}: ${header}`);
-    assert.match(answer.headers['content-security-policy'], /frame-ancestors 'none'$/, name);
+      assert.equal(answer.headers[header], value, `${name}: ${header}`);
   }
   assert.deepEqual(traces(), states);
 });
@@ -132,11 +128,7 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   assert.equal(readSettings('folder.conf').at(-1).path, '/photo/first');
   held.release();
   assert.deepEqual(await second, { success: true });
-  const { dtv_destination, post_recording } = (await perform({ action: 'load' })).data;
-  assert.deepEqual(
-    { dtv_destination, post_recording },
-    { dtv_destination: '/music/second', post_recording: 99 },
-  );
+  assert.equal(readSettings('folder.conf').at(-1).path, '/music/second');
 });
 
 test('a tool that outlives its program keeps no request waiting', async (t) => {
@@ -150,16 +142,4 @@ test('a tool that outlives its program keeps no request waiting', async (t) => {
   assert.equal((await save).status, 500);
   const { data } = await perform({ action: 'load' }); // while the tool still runs
   assert.equal(data.dtv_destination, '/photo/third');
-});
-
-test('a request that waits too long is answered with an error', async (t) => {
-  const wrapper = join(buildFolder, 'server/one_at_a_time');
-  writeFileSync(wrapper, readFileSync(wrapper, 'utf8').replace('--wait 30', '--wait 1'));
-  const states = traces();
-  const other = spawn('flock', [join(buildFolder, 'server/request.lock'), 'cat']);
-  t.after(() => other.stdin.end());
-  other.stdin.write('locked');
-  await once(other.stdout, 'data');
-  assert.equal((await send({ body: 'action=save&pre_recording=5' })).status, 500);
-  assert.deepEqual(traces(), states);
 });
