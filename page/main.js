@@ -2,40 +2,45 @@
 
 import { request } from './api.js';
 import { applies, destination, duration, FIELDS, formToSave, isHidden, problemsOf } from './fields.js';
-import { readLoad, refusedFields, REFUSALS, saveParameters, unitOf, withoutPasswords } from './fields.js';
+import {
+  differ,
+  readLoad,
+  refusedFields,
+  REFUSALS,
+  saveParameters,
+  unitOf,
+  withoutPasswords,
+} from './fields.js';
 import { doubtsAfter, doubtsDuring, merge, namesOf, openPart, outcome } from './merge.js';
 import { errorText, language, text, texts } from './texts.js';
 
 const element = (id) => document.getElementById(id);
 const inputs = [...document.querySelectorAll('.card input')];
 
-const SLOW = 5_000; // milliseconds, after which the bar says that this can take longer
 const SETTLE = 300; // milliseconds; another session that loaded before this save may save right after it
 const QUESTION = 1_000; // milliseconds before a question can be answered
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
-// How the bar looks. What is bad, or a warning, is spoken at once.
-const TONES = {
-  busy: ['loading', 'saving'],
-  good: ['saved', 'loaded', 'discarded'],
-  bad: ['invalid', 'failed', 'lost'],
-  warning: ['asking', 'noticed', 'unreadable', 'unchecked'],
-};
+const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 'unchecked'];
 
 let phase = ''; // what the bar at the end says, by the name of its text
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
 let attempt = null; // a save whose outcome is not known yet: see merge.js
-let unknown = []; // the units of the last save that may be stored or not
+let sent = null; // what was sent last
+let unknown = []; // the units of it that may be stored or not
 let marked = []; // the fields that another session has changed, until the next save or discard
+let asked = []; // the fields in which something else is stored, about which the person was asked
 let refusal = null; // the key of the last save's refusal, and what was sent
 let confirmedRisk = ''; // what the next save may destroy, if the person was asked about it
 let askedAt = -Infinity; // when the last question was asked
 let doubts = { ...history.state?.doubts }; // see doubtsAfter(); a reload keeps them
 const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
 
-const isBusy = () => TONES.busy.includes(phase);
+const isBusy = () => phase === 'loading' || phase === 'saving';
 const editedForm = () => formToSave(readForm(), loaded.form);
 const isChanged = (id) => editedForm()[id] !== loaded.form[id];
+const isUnknown = (id) =>
+  unknown.some(({ fields }) => fields.includes(id) && !differ(editedForm(), sent, fields));
 const isUnread = (id) => isHidden(FIELDS[id].file, loaded.unreadable);
 const hasChanges = () => loaded !== null && (attempt !== null || inputs.some(({ id }) => isChanged(id)));
 
@@ -69,9 +74,8 @@ function setText(place, ...sentences) {
 
 function say(newPhase, sentences, fields = []) {
   [phase, attention] = [newPhase, fields];
-  const tone = Object.keys(TONES).find((name) => TONES[name].includes(phase)) ?? '';
-  Object.assign(element('bar').dataset, { phase, tone });
-  const isUrgent = tone === 'bad' || tone === 'warning';
+  element('bar').dataset.phase = phase;
+  const isUrgent = URGENT.includes(phase);
   setText(element('status'), ...(isUrgent ? [] : sentences));
   setText(element('alert'), ...(isUrgent ? sentences : []));
   refresh();
@@ -118,8 +122,8 @@ function refreshFields() {
     const { id } = input;
     input.disabled = !applies(id, form);
     input.setAttribute('aria-invalid', found.has(id));
-    element(`${id}-mark`).hidden = !isChanged(id) || unknown.includes(unitOf(id)) || isUnread(id);
-    setText(element(`${id}-remark`), found.get(id), marked.includes(id) && elsewhereRemark(id, form));
+    element(`${id}-mark`).hidden = !isChanged(id) || isUnknown(id) || isUnread(id);
+    setText(element(`${id}-remark`), found.get(id), ...storedRemarks(id, form));
     if (FIELDS[id].kind === 'seconds') setText(element(`${id}-unit`), text('seconds'), duration(form[id]));
     const doubt = doubts[id] && text(`${id}_doubt`, destination(doubts[id]));
     if (FIELDS[id].triggers) setText(element(`${id}-notice`), doubt);
@@ -137,12 +141,13 @@ function refreshFields() {
   element('reveal').disabled = element('passwd').disabled;
 }
 
-function elsewhereRemark(id, form) {
+function storedRemarks(id, form) {
   const stored = loaded.form[id];
-  if (id === 'dtv_service' && !stored) return text('switched_off');
-  if (form[id] === stored) return text('changed');
-  if (typeof stored === 'boolean') return text('changed_to', text(stored ? 'on' : 'off'));
-  return text('changed_to', stored || text('empty'));
+  const isMarked = marked.includes(id);
+  if (isMarked && id === 'dtv_service' && !stored) return [text('switched_off')];
+  const isOther = (isMarked || asked.includes(id)) && form[id] !== stored;
+  const value = typeof stored === 'boolean' ? text(stored ? 'on' : 'off') : stored || text('empty');
+  return [isMarked && text('changed'), isOther && text('stored_now', value)];
 }
 
 // Takes over what a load says, also of an open attempt. Returns the results of merge() and outcome().
@@ -150,25 +155,25 @@ function takeOver(data) {
   const form = loaded && editedForm();
   const before = loaded;
   loaded = readLoad(data, before);
-  const merged = before ? merge(form, before, loaded, attempt) : { taken: loaded.form, marked: [] };
+  const merged = merge(form, before, loaded, attempt);
   const result = attempt && outcome(attempt, loaded);
   if (attempt) unknown = result.unknown;
   doubts = doubtsAfter(doubts, result?.doubted ?? [], attempt?.sent, loaded);
   history.replaceState({ doubts }, ''); // survives a reload
   attempt = openPart(attempt, loaded);
   marked = [...marked, ...merged.marked];
+  asked = merged.asked;
   setText(element('conflict'), data.DVB_conflict && text('conflict'));
   writeForm({ ...readForm(), ...merged.taken });
   return { ...merged, ...result };
 }
 
-// What is hidden keeps what was sent last.
 const load = (end) =>
   run('loading', async () => {
     takeOver(await request('load'));
-    [refusal, confirmedRisk, marked, unknown] = [null, '', [], []];
+    [attempt, refusal, confirmedRisk, marked, asked, unknown] = [null, null, '', [], [], []];
     checked.clear();
-    writeForm(withoutPasswords(attempt?.sent ?? loaded.form));
+    writeForm(loaded.form);
     sayPhase(loaded.unreadable.length > 0 ? 'unreadable' : end);
   });
 
@@ -178,7 +183,7 @@ async function save() {
   if (shownProblems().size > 0) return sayInvalid();
   const data = await request('load');
   marked = [];
-  const { asked } = takeOver(data);
+  takeOver(data);
   if (asked.length > 0) return ask(['contested'], asked);
   const { questions, fields } = risksOf(editedForm());
   const risk = `${loaded.unreadable} ${fields}`;
@@ -186,7 +191,7 @@ async function save() {
   confirmedRisk = risk;
   if (fields.length > 0 && !isConfirmed) return ask(questions, fields);
   if (shownProblems().size > 0) return sayInvalid();
-  return send(editedForm());
+  return send();
 }
 
 // What a save may destroy: settings that are hidden; where no recording folder is shown, the list of all
@@ -199,8 +204,9 @@ function risksOf(form) {
 }
 
 // Only the load after the save shows what is stored.
-async function send(sent) {
+async function send() {
   const earlier = attempt;
+  sent = editedForm();
   attempt = { before: loaded.form, sent };
   confirmedRisk = '';
   history.replaceState({ doubts: doubtsDuring(doubts, attempt) }, ''); // if the page is reloaded meanwhile
@@ -219,16 +225,20 @@ async function send(sent) {
 function sayUnchecked(failure) {
   unknown = outcome(attempt, null).unknown;
   if (failure) return sayFailed(failure, [text('not_known')]);
-  loaded = { ...loaded, form: withoutPasswords(attempt.sent) };
+  loaded = { ...loaded, form: withoutPasswords(sent) };
   attempt = null;
-  writeForm(loaded.form);
+  clearSentPassword();
   return sayPhase('unchecked');
+}
+
+function clearSentPassword() {
+  if (sent.passwd) writeForm(withoutPasswords(readForm()));
 }
 
 function sayOutcome(failure, { missing, doubted }) {
   const isUnread = loaded.unreadable.length > 0;
   const isOpen = unknown.length > 0 || isUnread;
-  if (![...missing, ...unknown].includes(unitOf('passwd'))) writeForm(withoutPasswords(readForm()));
+  if (![...missing, ...unknown].includes(unitOf('passwd'))) clearSentPassword();
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
     failure && missing.length === 0 && !isOpen && text('all_stored'),
@@ -249,16 +259,11 @@ async function run(progress, work) {
   const focused = document.activeElement;
   sayPhase(progress);
   if (focused !== document.body) element('messages').focus({ preventScroll: true });
-  const slow = setTimeout(() => sayPhase(progress, text('slow')), SLOW);
   await work().catch((error) => sayFailed(error, [text(attempt ? 'not_known' : NOT_DONE[progress])]));
-  clearTimeout(slow);
   const field = inputs.find(({ id, disabled }) => attention.includes(id) && !disabled);
-  if (field) {
-    field.focus();
-    element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
-  } else {
-    (focused.matches(':disabled, [hidden]') ? element('messages') : focused).focus({ preventScroll: true });
-  }
+  const target = field ?? (focused.matches(':disabled, [hidden]') ? element('messages') : focused);
+  target.focus({ preventScroll: !field });
+  if (field) element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
 }
 
 // A tab that comes back to the front shows what is stored now, unless it has changes to lose.
@@ -306,8 +311,7 @@ element('settings').addEventListener('input', () => {
   if (shownProblems().size > 0) sayInvalid();
   else sayPhase(hasChanges() ? 'unsaved' : '');
 });
-element('settings').addEventListener('focusout', ({ target }) => {
-  if (!Object.hasOwn(FIELDS, target.id)) return;
+element('fields').addEventListener('focusout', ({ target }) => {
   checked.add(target.id);
   check();
 });

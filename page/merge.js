@@ -2,7 +2,7 @@
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
 // not known yet: { before, sent, hasSucceeded }, with two forms; or null.
 
-import { differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
+import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
 export const namesOf = (units) => units.flatMap(({ shown }) => shown);
 const isShownBy =
@@ -18,53 +18,53 @@ const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !for
 //   -----------------------   ----------------------------   --------------------------------------------
 //   anything                  hidden                         keeps its values
 //   unchanged                 as before                      keeps its values
-//   unchanged                 otherwise                      takes what is stored, marks it
-//   unchanged                 shown again                    takes what is stored
+//   unchanged                 otherwise, or shown again      takes what is stored
 //   changed, or in `attempt`  as before, sent, in the form   keeps its values
-//   changed, or in `attempt`  otherwise                      keeps its values, marks the field, asks
+//   changed, or in `attempt`  otherwise                      keeps its values, asks
 //
 // It also asks when the service was switched off elsewhere: a switch that cannot be read looks the same, and
 // saving it would stop the service. Returns
 //   taken   the values that the form takes, by field
-//   marked  the fields that were changed elsewhere
-//   asked   those of them that the person has to check before a save
+//   marked  the fields that were changed elsewhere; not those that were hidden before
+//   asked   the fields that the person has to check before a save
 export function merge(form, before, now, attempt) {
+  if (before === null) return { taken: now.form, marked: [], asked: [] };
   const isTouched = ({ fields }) =>
     differ(form, before.form, fields) || (attempt !== null && differ(attempt.sent, attempt.before, fields));
   const known = [before.form, form, attempt?.sent ?? form];
-  const isElsewhere = ({ shown }) => known.every((other) => differ(now.form, other, shown));
+  const isNew = (name) => now.form[name] !== before.form[name] && now.form[name] !== known[2][name];
   const units = UNITS.filter(isShownBy(now));
+  const others = units.filter(({ shown }) => known.every((other) => differ(now.form, other, shown)));
   const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
-  const elsewhere = units.filter(isShownBy(before)).filter(isElsewhere);
-  const asked = elsewhere.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
-  const isOther = (name) => now.form[name] !== before.form[name];
+  const asked = others.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
   return {
     taken: pick(namesOf(taken), now.form),
-    marked: namesOf(elsewhere).filter(isOther),
-    asked: namesOf(asked).filter(isOther),
+    marked: namesOf(others.filter(isShownBy(before))).filter(isNew),
+    asked: namesOf(asked).filter((name) => now.form[name] !== form[name]),
   };
 }
 
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
 //   missing  stored otherwise than sent
-//   unknown  hidden; after a failure, also the service if it was switched off (a switch that cannot be read
-//            looks the same), and a new password, unless something of its file or a later one is as sent
+//   unknown  hidden; after a failure, also the service where it is off (a switch that cannot be read looks
+//            the same), and a new password, unless something of its file or a later one is as sent
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, hasSucceeded }, now) {
-  const changed = UNITS.filter(({ fields }) => differ(sent, before, fields));
+  const isOff = (unit) => !hasSucceeded && switchesOff(unit, sent);
+  const changed = UNITS.filter((unit) => differ(sent, before, unit.fields) || isOff(unit));
   const shown = changed.filter((unit) => now !== null && isShownBy(now)(unit));
-  const missing = shown.filter((unit) => differ(sent, now.form, unit.shown));
+  const inForce = (unit) => unit.shown.filter((name) => applies(name, sent));
+  const missing = shown.filter((unit) => differ(sent, now.form, inForce(unit)));
   const hidden = changed.filter((unit) => !shown.includes(unit));
   if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
   const visible = asSent.filter((unit) => differ(sent, before, unit.shown));
-  const provesPassword = (unit) =>
-    ['stream.conf', 'dtv_setting.conf'].includes(unit.file) && !switchesOff(unit, sent);
+  const provesPassword = (unit) => ['stream.conf', 'dtv_setting.conf'].includes(unit.file) && !isOff(unit);
   const isPasswordOpen = ({ fields }) =>
     fields.includes('passwd') && sent.passwd !== '' && !visible.some(provesPassword);
-  const open = asSent.filter((unit) => switchesOff(unit, sent) || isPasswordOpen(unit));
+  const open = asSent.filter((unit) => isOff(unit) || isPasswordOpen(unit));
   return { missing, unknown: [...hidden, ...open], doubted: visible.slice(-1).filter(isTrigger) };
 }
 

@@ -57,7 +57,7 @@ const service = 'dtv_service';
 table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
   'keeps what was typed': { form: { pre_recording: '7' } },
   'takes what was changed elsewhere': { now: theirs, gives: { taken: 'share subpath', marked: 'subpath' } },
-  'asks where both changed a unit': { form: { share: 'music' }, now: theirs, gives: asks('subpath') },
+  'asks where both changed a unit': { form: { subpath: 'mine' }, now: theirs, gives: asks('subpath') },
   'asks before a password gets another account': {
     form: password,
     now: { account: 'bob' },
@@ -73,6 +73,12 @@ table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
     attempt: { subpath: 'theirs' },
     now: theirs,
   },
+  'marks only the fields of others': {
+    form: { enable_viewer_limit: false },
+    attempt: { enable_viewer_limit: false },
+    now: { enable_viewer_limit: false, streaming_limit: 5 },
+    gives: asks('streaming_limit'),
+  },
   'keeps what was put back after an attempt': { attempt: { subpath: 'theirs' }, now: theirs },
 });
 
@@ -82,8 +88,8 @@ const later = { ...moved, pre_recording: '7' };
 const hidden = { ...noStream, ...isMoved };
 const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
-const runOutcome = ({ sent, now = {}, hasSucceeded = false }) => {
-  const units = outcome({ before: usual.form, sent: typed(sent), hasSucceeded }, now && next(now));
+const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) => {
+  const units = outcome({ before: before.form, sent: typed(sent, before), hasSucceeded }, now && next(now));
   const names = (found) => found.map(({ fields }) => fields[0]).join(' ');
   return Object.fromEntries(Object.entries(units).map(([name, found]) => [name, names(found)]));
 };
@@ -96,11 +102,20 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
   'near a password': { sent: password, gives: { unknown: 'enableauth' } },
   'after a password': { sent: { ...password, streaming_limit: '9' }, now: { streaming_limit: 9 } },
+  'while the service is off': {
+    before: first(isOff),
+    sent: moved,
+    now: isAll,
+    gives: { unknown: service, doubted: 'share' },
+  },
   'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
 });
+const noLimit = { enable_viewer_limit: false };
+const limited = { ...noLimit, streaming_limit: 5 };
 const runSuccess = (row) => runOutcome({ ...row, hasSucceeded: true });
 table('a save', { missing: '', unknown: '', doubted: '' }, runSuccess, {
   'that stored everything': { sent: all, now: isAll },
+  'that left open what does not apply': { sent: noLimit, now: limited },
   'that was overtaken': { sent: later, now: isMoved, gives: { missing: 'pre_recording' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording' } },
 });
