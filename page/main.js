@@ -11,7 +11,7 @@ import {
   unitOf,
   withoutPasswords,
 } from './fields.js';
-import { doubtsAfter, doubtsDuring, merge, namesOf, openPart, outcome } from './merge.js';
+import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
 import { errorText, language, text, texts } from './texts.js';
 
 const element = (id) => document.getElementById(id);
@@ -209,7 +209,6 @@ async function send() {
   sent = editedForm();
   attempt = { before: loaded.form, sent };
   confirmedRisk = '';
-  history.replaceState({ doubts: doubtsDuring(doubts, attempt) }, ''); // if the page is reloaded meanwhile
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;
   if (Object.hasOwn(REFUSALS, failure?.key)) {

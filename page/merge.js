@@ -82,9 +82,3 @@ export function doubtsAfter(doubts, units, sent, now) {
   const isStored = ([, values]) => !differ(values, now.form, Object.keys(values));
   return Object.fromEntries(Object.entries({ ...doubts, ...added }).filter(isStored));
 }
-
-// Before the outcome of a save is known, every action that it triggers may fail.
-export function doubtsDuring(doubts, { before, sent }) {
-  const triggered = UNITS.filter((unit) => isTrigger(unit) && differ(sent, before, unit.fields));
-  return doubtsAfter(doubts, triggered, sent, { form: sent });
-}

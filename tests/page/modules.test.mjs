@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import * as fields from '../../page/fields.js';
-import { doubtsAfter, doubtsDuring, merge, openPart, outcome } from '../../page/merge.js';
+import { doubtsAfter, merge, openPart, outcome } from '../../page/merge.js';
 import { usualLoad } from '../server.mjs';
 
 const { formToSave, problemsOf, readLoad, saveParameters } = fields;
@@ -128,8 +128,8 @@ test('an attempt stays open for what is hidden', () => {
 });
 
 test('a doubt ends when another value is stored', () => {
-  const sent = typed({ ...all, ...later });
-  const doubts = doubtsDuring({}, { before: usual.form, sent });
+  const sent = typed(all);
+  const doubts = doubtsAfter({}, [fields.unitOf('share'), fields.unitOf(service)], sent, { form: sent });
   assert.deepEqual(doubts, { share: moved, dtv_service: { dtv_service: false } });
   assert.deepEqual(doubtsAfter(doubts, [], sent, next(isMoved)), { share: moved });
 });
