@@ -69,6 +69,13 @@ TEST(KeyValueFile, IsReplacedAndKeepsOtherKeys) {
   EXPECT_EQ(ReadFile(kRecordConf), before);
 }
 
+TEST(KeyValueFile, MayLackItsGroupLine) {
+  WriteFile(kDTVSettingConf, "# why\nkey=a%20b\nother=1\n");
+  EXPECT_EQ(TLIBCFileCheckKeyValue(kDTVSettingConf, "key", "a b", 0), 1);
+  TLIBCFileSetKeyValue(kDTVSettingConf, "key", "c", 0);
+  EXPECT_EQ(ReadFile(kDTVSettingConf), "[settings]\n# why\nkey=c\nother=1\n");
+}
+
 TEST(KeyValueFile, CutsTheValueToTheBuffer) {
   char buffer[4] = "old";
   EXPECT_EQ(TLIBCFileGetKeyValue(kDTVSettingConf, "key", buffer, 4, 0), 0);

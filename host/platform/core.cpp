@@ -4,8 +4,19 @@
 
 #include <cstdio>
 #include <new>
+#include <utility>
 
 namespace Host {
+namespace {
+
+GKeyFilePtr ParseKeyFile(const std::string& text) {
+  GKeyFilePtr key_file(g_key_file_new());
+  const bool parsed = g_key_file_load_from_data(key_file.get(), text.data(), text.size(),
+                                                G_KEY_FILE_KEEP_COMMENTS, nullptr) != FALSE;
+  return parsed ? std::move(key_file) : nullptr;
+}
+
+}  // namespace
 
 bool GroupsOf(const char* file, const char* member, std::vector<std::string>& groups) {
   std::FILE* stream = std::fopen(file, "re");
@@ -36,18 +47,17 @@ FileContent ReadRegularFile(const char* file) {
   return {GCharPtr(text), size};
 }
 
-GKeyFilePtr LoadKeyFile(const char* file) {
-  GKeyFilePtr key_file(g_key_file_new());
+GKeyFilePtr LoadKeyFile(const char* file, const std::string& group_line) {
   if (g_file_test(file, G_FILE_TEST_EXISTS) == FALSE) {
-    return key_file;
+    return GKeyFilePtr(g_key_file_new());
   }
   const FileContent content = ReadRegularFile(file);
-  if (content.text == nullptr ||
-      g_key_file_load_from_data(key_file.get(), content.text.get(), content.size,
-                                G_KEY_FILE_KEEP_COMMENTS, nullptr) == FALSE) {
+  if (content.text == nullptr) {
     return nullptr;
   }
-  return key_file;
+  const std::string text(content.text.get(), content.size);
+  GKeyFilePtr key_file = ParseKeyFile(text);
+  return key_file != nullptr ? std::move(key_file) : ParseKeyFile(group_line + text);
 }
 
 bool SaveKeyFile(GKeyFile* key_file, const char* file) {

@@ -36,8 +36,9 @@ struct FileContent {
 // ends.
 FileContent ReadRegularFile(const char* file);
 
-// Reads a key file, comments included; a missing file gives an empty one, any other failure null.
-GKeyFilePtr LoadKeyFile(const char* file);
+// Reads a key file, comments included. A missing file gives an empty one, any other failure null.
+// If the file does not begin with a group, `group_line` stands before its text.
+GKeyFilePtr LoadKeyFile(const char* file, const std::string& group_line = "");
 
 // Replaces the file by `key_file` in one step.
 bool SaveKeyFile(GKeyFile* key_file, const char* file);

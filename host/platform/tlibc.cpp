@@ -1,7 +1,7 @@
 // Stands in for the core library. What it does not imitate: the flags of the key-value calls, and
 // more error codes than errno has. What it decides by itself:
 // - A key-value file is replaced in one step, so that an error leaves it as it was. One that is no
-//   regular file or no key file is an error.
+//   regular file or no key file is an error. Its group line, "[settings]", may be missing.
 // - All errors of key-value files and of process control are -1; TLIBCFileGetKeyValue() otherwise
 //   returns the whole value's length, and its buffer is terminated in every case.
 // - TLIBCExec() waits for the program's end, discards its standard output and returns its exit
@@ -24,6 +24,7 @@
 namespace {
 
 constexpr char kSettingsGroup[] = "settings";
+constexpr char kSettingsGroupLine[] = "[settings]\n";
 
 // A whole list; callers see only the count.
 struct StringList : TLIBCSzList {
@@ -36,7 +37,7 @@ const StringList* Full(const TLIBCSzList* list) { return static_cast<const Strin
 
 // Reads a value into `value`: 1 when there is one, 0 when there is none, -1 on error.
 int ReadValue(const char* file, const char* key, std::string& value) {
-  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file);
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, kSettingsGroupLine);
   if (settings == nullptr) {
     return -1;
   }
@@ -76,7 +77,7 @@ int TLIBCFileGetKeyValue(const char* file, const char* key, char* buffer, int si
 // Stores values percent-encoded: a key file drops a value's leading white space, and a line feed
 // ends it.
 int TLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
-  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file);
+  const Host::GKeyFilePtr settings = Host::LoadKeyFile(file, kSettingsGroupLine);
   if (settings == nullptr) {
     return -1;
   }
