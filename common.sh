@@ -44,17 +44,6 @@ to_build=("c++=g++" cmake=cmake ninja=ninja-build pkg-config=pkg-config jsoncpp.
 to_serve=(lighttpd=lighttpd curl=curl openssl=openssl setpriv=util-linux)
 to_test=(gtest.pc=libgtest-dev node=nodejs npm=npm chromium=chromium)
 
-# The program runs two scripts below this folder through the shell, so the path must not need quoting.
-# CMake checks the same characters.
-check_path() {
-  local splits
-  read -r splits < <(sed -n 's/^if(CINQUILL_SYSTEM_ROOT MATCHES "\(\[.*\]\)")$/\1/p' CMakeLists.txt) ||
-    die "CMakeLists.txt does not say which characters a root may have"
-  if [[ $PWD =~ $splits ]]; then
-    die "the path of this folder has a '${BASH_REMATCH[0]}', which a shell may split or expand; put it elsewhere"
-  fi
-}
-
 # A probe is a command, a NAME.pc of pkg-config, or the pattern of a file.
 is_there() {
   case $1 in
@@ -79,7 +68,6 @@ disable_lighttpd() {
 
 # need PROBE=PACKAGE...: installs each package whose probe fails.
 need() {
-  check_path
   local item missing=() as_root=() finish=true
   for item in "$@"; do
     is_there "${item%%=*}" || missing+=("${item#*=}")
