@@ -61,6 +61,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "packagectl: %s\n", error->message);
     g_error_free(error);
   }
-  std::fputs("usage: packagectl users [--offset N] [--limit N] | packagectl queued PATH\n", stderr);
+  std::fputs(Host::GCharPtr(g_option_context_get_help(context.get(), TRUE, nullptr)).get(), stderr);
   return kBadArguments;
 }

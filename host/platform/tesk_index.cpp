@@ -23,13 +23,16 @@ std::string Normal(const std::string& path) {
   return std::filesystem::path(path).lexically_normal().string();
 }
 
+std::string_view WithoutTrailingSlashes(std::string_view path) {
+  return path.substr(0, path.find_last_not_of('/') + 1);
+}
+
 // IsEqualOrSubPath() for paths in normal form. They may still end with slashes.
 bool IsInside(std::string_view path, std::string_view parent) {
-  for (std::string_view* each : {&path, &parent}) {
-    *each = each->substr(0, each->find_last_not_of('/') + 1);
-  }
-  return path.substr(0, parent.size()) == parent &&
-         (path.size() == parent.size() || path[parent.size()] == '/');
+  const std::string_view inner = WithoutTrailingSlashes(path);
+  const std::string_view outer = WithoutTrailingSlashes(parent);
+  return inner.substr(0, outer.size()) == outer &&
+         (inner.size() == outer.size() || inner[outer.size()] == '/');
 }
 
 }  // namespace
