@@ -27,12 +27,13 @@ class BaseCGI : public TESK::WebCGI {
   // Serves the request: checks the caller, calls Process(), writes the answer. Returns the result
   // of Process(); error information alone does not make a request fail. Any caller but an
   // administrator with a valid session gets the key "error_privilege_not_enough"; Process() is not
-  // called, and the result is false. Logs nothing.
+  // called, nothing is logged, and the result is false.
   bool Run();
 
   // Returns one page of the users who may use the package, as pairs of user id and name, in the
-  // order of the user database. A user matches who is an ordinary account, is no administrator and
-  // holds the application privilege. A user whose privileges or id cannot be read does not match.
+  // order of the user database. A user matches who is an ordinary account, is not an administrator
+  // and holds the application privilege. A user whose privileges or id cannot be read does not
+  // match. If the administrators' group cannot be read, an administrator counts as any other user.
   //   offset  index of the first user to return, counted over the users that match
   //   limit   maximum number of users to return; negative: no maximum
   //   total   is set to the number of users that match, whatever offset and limit are

@@ -31,8 +31,9 @@ int TESKUserEnum(TLIBCSzList** list, int kind);
 // then unspecified.
 int TESKUserGetUGID(const char* user, std::uint32_t* uid, std::uint32_t* gid);
 
-// Returns 1 if the administrators' group lists the user as a member, and any other value if not. A
-// user's primary group does not count.
+// Returns 1 if the administrators' group lists the user as a member, and any other value if not or
+// if the group cannot be read. BaseCGI::ListAppUsers() then lists administrators, too. Whether a
+// user's primary group counts is up to the platform.
 int TESKGroupIsAdminGroupMem(const char* user);
 
 }  // extern "C"

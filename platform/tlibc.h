@@ -6,8 +6,9 @@
 extern "C" {
 
 // ---- Key-value files. Their syntax is up to the platform. A value may be any UTF-8 text: it reads
-// back as it was stored, line feeds included, and does not affect other keys. An existing file that
-// is no key-value file cannot be read. Callers always pass 0 as `flags`.
+// back as it was stored, line feeds included, and does not affect other keys. Only the stand-in
+// promises that a file of other content counts as one that cannot be read. Callers always pass 0 as
+// `flags`.
 
 // Copies the value of `key` into `buffer` of `size` bytes, cut to fit and NUL-terminated. Returns
 // more than 0 if there is a value. Returns 0 or a negative value if there is no such file or key,
@@ -27,13 +28,13 @@ int TLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
 
 // ---- Process control.
 
-// Sends `signal` to the one process whose PID the file holds, and to no other. The file must hold a
-// PID of 2 or more in decimal digits, without sign or blanks, and at most one line feed after them.
-// Whether other line ends are accepted is up to the platform. Sends nothing if the file is missing,
-// holds anything else or names no process.
+// Sends `signal` to the one process whose PID the file holds, and to no other. Sends nothing if the
+// file is missing or names no process. Callers ignore the result. The PID is not verified: a stale
+// file may name another process, or this one, which the signal may then end. In every other case
+// the call returns.
 //
-// Callers ignore the result. The PID is not verified: a stale file may name another process, or
-// this one, which the signal may then end. In every other case the call returns.
+// Only the stand-in promises to send nothing unless the file holds a PID of 2 or more in decimal
+// digits, without sign or blanks, and at most one line feed after them.
 int TLIBCProcSignalByPidFile(const char* pid_file, int signal);
 
 // Runs `program` with exactly these four arguments, empty ones included, without a shell. The

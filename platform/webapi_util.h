@@ -6,9 +6,9 @@
 
 namespace TESK::WebAPIUtil {
 
-// Replaces `value` by the JSON document, of any type, in the file at `path`. Text after the first
-// document is ignored. Whether the document may have comments is up to the platform; `value` must
-// not keep them, because it may become part of the answer.
+// Replaces `value` by the JSON document, of any type, in the file at `path`. Whether the document
+// may have comments is up to the platform; `value` must not keep them, because it may become part
+// of the answer. Only the stand-in promises that text after the first document is ignored.
 //
 // Returns true on success. Returns false, and leaves `value` untouched, if the file is missing,
 // cannot be read or does not parse. Out of memory ends the process. Returning false would make a

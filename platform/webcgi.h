@@ -17,14 +17,14 @@ class WebCGI {
   // because the modules only call syslog(). The meaning of the arguments is up to the framework;
   // callers always pass "" and true.
   //
-  // The parameters are the fields "name=value" of the query and of a posted form. The last field of
-  // a name counts, and the body wins over the query. One trailing "&" is ignored. The maximum size
-  // of a body is up to the platform.
+  // The parameters are the fields "name=value" of the query and of a posted form. If the request
+  // cannot be decoded, answers "400 Bad Request" and ends the process with exit status 1, before
+  // anything else runs: a save of some of the parameters would store defaults for the others.
   //
-  // If the request cannot be decoded, answers "400 Bad Request" and ends the process with exit
-  // status 1, before anything else runs. Such a request has a bad escape, a field without "=", text
-  // that is not UTF-8, a NUL, or a body that is no form, too large or shorter than its stated
-  // length.
+  // Only the stand-in promises the rest. The last field of a name counts, and the body wins over
+  // the query. One trailing "&" is ignored. A bad escape, a field without "=", text that is not
+  // UTF-8, a NUL, and a body that is not a form, over 64 KiB or shorter than its stated length
+  // cannot be decoded.
   WebCGI(const char* session, bool check_session);
 
   // Releases the request.

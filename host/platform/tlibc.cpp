@@ -1,7 +1,7 @@
 // Stands in for the core library. What it does not imitate: the flags of the key-value calls, and
 // more error codes than errno has. What it decides by itself:
-// - A key-value file is replaced in one step, so that an error leaves it as it was. One that is no
-//   regular file or no key file is an error. Its group line, "[settings]", may be missing.
+// - A key-value file is replaced in one step, so that an error leaves it as it was. One that is
+//   not a regular file or not a key file is an error. Its group line, "[settings]", may be missing.
 // - All errors of key-value files and of process control are -1; TLIBCFileGetKeyValue() otherwise
 //   returns the whole value's length, and its buffer is terminated in every case.
 // - TLIBCExec() waits for the program's end, discards its standard output and returns its exit

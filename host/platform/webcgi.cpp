@@ -1,12 +1,9 @@
 // Stands in for the CGI framework behind any web server that speaks CGI. What it does not imitate:
 // login sessions of its own (the web server signs users in), file uploads, and requests other than
 // a query and a posted form. What it decides by itself:
-// - The constructor answers a request that cannot be decoded with "400 Bad Request" and ends the
-//   process with exit status 1, before anything else runs.
 // - The texts of In() last as long as the object.
 // - The answer is one line of JSON, written at once and with its length: a client can tell a cut
 //   answer from a whole one.
-// - SIGPIPE is ignored: a client that closes the connection does not end the process.
 // - The sign-in (HTTP_AUTHORIZATION) is removed from the environment once the request is read.
 // - Inherited descriptors above standard error are marked close-on-exec (from Linux 5.11 on): no
 //   program that this one starts can keep the web server's lock.
