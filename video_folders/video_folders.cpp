@@ -235,6 +235,7 @@ bool AddFolderIfNoConflict(Json::Value& folders, const Json::Value& record) {
   const std::string share = StringMember(record, kShare);
   const std::string subpath = StringMember(record, kSubpath);
   if (HasFolderConflict(folders, share, subpath)) {
+    // Not BuildFolderPath(), on purpose: the text has the second slash also without a sub-path.
     syslog(LOG_ERR, "%s:%d [/%s/%s] conflict with existing folder", kModule, __LINE__,
            share.c_str(), subpath.c_str());
     return false;

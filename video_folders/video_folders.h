@@ -29,8 +29,8 @@ inline constexpr char kRecordSection[] = "tv_record";
 inline constexpr char kIndexAdd[] = "-A";
 inline constexpr char kIndexRemove[] = "-D";
 
-// Returns a member as a string, or the empty string if `object` is no object or if the member is
-// absent, an array or an object. Never throws.
+// Returns a member as a string, or the empty string if `object` is not an object or if the member
+// is absent, an array or an object. Never throws.
 std::string StringMember(const Json::Value& object, const char* member);
 
 // ---- Settings files
@@ -51,8 +51,8 @@ Json::Value LoadFolderConf();
 
 // Appends the records of folder.conf to `folders`, each with its `path` recomputed. If the file
 // cannot be read, adds nothing and logs a line at LOG_INFO: a missing file is an ordinary state. A
-// document that is no array adds nothing. Elements that are no objects are dropped. Neither is
-// logged.
+// document that is not an array adds nothing. Elements that are not objects are dropped. Neither
+// is logged.
 void ReadFolderConf(Json::Value& folders);
 
 // ---- Folder list records
@@ -63,7 +63,7 @@ Json::Value GetRecordFolder(const Json::Value& folders);
 
 // Returns copies of the records of one section and library or, with `exclude`, of all other
 // records. An empty `library_id` means the default library. An empty section gives an empty array,
-// also with `exclude`.
+// on purpose also with `exclude`.
 Json::Value FilterFolders(const Json::Value& folders, const std::string& section,
                           const std::string& library_id, bool exclude);
 
@@ -107,7 +107,8 @@ bool RunIndexTool(const std::string& path, const std::string& option);
 //
 // The queue files belong to the indexer. They are only read, without a lock. A missing file counts
 // as empty. So does a file that cannot be opened, but that logs a line at LOG_ERR. A last line
-// without a line feed is ignored: the indexer is still writing it.
+// without a line feed is ignored: the indexer is still writing it. A line of fewer than two
+// characters is ignored, too. The two formats differ on purpose.
 
 // Returns whether any of the indexer's queue files has an entry for the path.
 bool IsPathQueued(const std::string& path);
