@@ -74,7 +74,7 @@ need() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   local by_hand="install by hand: ${missing[*]}"
-  command -v apt-get > /dev/null || die "this is no Debian system; $by_hand (or what they are called here)"
+  command -v apt-get > /dev/null || die "this is not a Debian system; $by_hand (or what they are called here)"
   if [ "$EUID" -ne 0 ]; then
     command -v sudo > /dev/null || die "packages are missing and there is no sudo; have an administrator $by_hand"
     as_root=(sudo)
