@@ -30,10 +30,6 @@ parse_options() {
   fi
 }
 
-check_port() {
-  ! (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null || die "port $port is taken; choose another one with --port N"
-}
-
 # lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
 lock() {
   { mkdir -p "$1" && [ -w "$1" ] && exec 9> "$1/serve.lock"; } 2> /dev/null ||
@@ -190,7 +186,6 @@ stop_all() {
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   [ -x "${1-}/dtv_manage.cgi" ] || refuse "there is no dtv_manage.cgi in '${1-}'"
   parse_options "${@:2}"
-  check_port
   lock "$1"
   serve "$1"
 fi
