@@ -76,7 +76,6 @@ set_up_root() {
     attempt "put that right and start again" cp -R "$source_dir/host/root" "$root.new"
     attempt "put that right and start again" mv "$root.new" "$root"
   fi
-  check_root
   # A daemon that was killed has left its PID file: another process may have the number now.
   attempt "make the folder writable, or start over with --reset" rm -f "$root"/var/run/*.pid
   attempt "remove it by hand" install -d -m 700 "$server"
@@ -95,14 +94,6 @@ attempt() {
 discard() {
   chmod -R u+rwX "$@" 2> /dev/null || true
   attempt "remove it by hand, with sudo if it is not yours" rm -rf "$@"
-}
-
-# folder.conf may be missing: people remove it to see what the program does then.
-check_root() {
-  local skeleton=$source_dir/host/root missing
-  mapfile -t missing < <(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" 2> /dev/null |
-    sed -n "s|^Only in $skeleton\(.*\): |\1/|p")
-  [ ${#missing[@]} -eq 0 ] || die "$root lacks ${missing[*]}; start over with --reset"
 }
 
 # The administrator's password is shown only at the first start: the server's file has its hash.
