@@ -1,4 +1,5 @@
-# Sourced by every command. It has three parts: the command's usage, installing, building.
+# Sourced by every command. It has three parts: the command's usage, installing, building. As run explains,
+# nothing that run calls here uses $().
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the lists are for those who source this file
 

@@ -3,6 +3,7 @@
 # Serves the settings page and the program of one build folder as `./run` does, which sources this
 # file; `./run --help` explains the options.
 
+# As run says, nothing before "ready" uses $().
 set -euo pipefail
 umask 077 # settings hold a plain-text password
 ulimit -c 0 # and so would a core dump
@@ -59,7 +60,7 @@ serve() { # BUILD_DIR, which is locked
   die "the server has ended; its log is $server/error.log"
 }
 
-# Requests outlive their start only if both the start and its server were killed.
+# A request still runs here only if an earlier start and its server were both killed.
 check_request_lock() {
   [ ! -e "$server/request.lock" ] || flock -n "$server/request.lock" true ||
     die "a request of an earlier start is still running: it holds $server/request.lock"
