@@ -1,5 +1,4 @@
-# Sourced by every command. It has three parts: the command's usage, installing, building. As run explains,
-# nothing that run calls here uses $().
+# Sourced by every command: its usage, installing, building. As run explains, nothing that run calls uses $().
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the lists are for those who source this file
 

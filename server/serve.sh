@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # server/serve.sh BUILD_DIR [OPTION...]
 # Serves the settings page and the program of one build folder as `./run` does, which sources this
-# file; `./run --help` explains the options.
+# file; `./run --help` explains the options. As run explains, nothing before "ready" uses $().
 
-# As run says, nothing before "ready" uses $().
 set -euo pipefail
 umask 077 # settings hold a plain-text password
 ulimit -c 0 # and so would a core dump
@@ -29,6 +28,10 @@ parse_options() {
   if ! [[ $port =~ ^[1-9][0-9]{0,4}$ ]] || ((port > 65535)); then
     refuse "--port needs a number from 1 to 65535"
   fi
+}
+
+check_port() {
+  ! (: < "/dev/tcp/127.0.0.1/$port") 2> /dev/null || die "port $port is taken; choose another one with --port N"
 }
 
 # lock BUILD_DIR: one start at a time builds and serves there, until this script ends.
@@ -77,6 +80,7 @@ set_up_root() {
     attempt "put that right and start again" cp -R "$source_dir/host/root" "$root.new"
     attempt "put that right and start again" mv "$root.new" "$root"
   fi
+  check_root
   # A daemon that was killed has left its PID file: another process may have the number now.
   attempt "make the folder writable, or start over with --reset" rm -f "$root"/var/run/*.pid
   attempt "remove it by hand" install -d -m 700 "$server"
@@ -95,6 +99,14 @@ attempt() {
 discard() {
   chmod -R u+rwX "$@" 2> /dev/null || true
   attempt "remove it by hand, with sudo if it is not yours" rm -rf "$@"
+}
+
+# folder.conf may be missing: people remove it to see what the program does then.
+check_root() {
+  local skeleton=$source_dir/host/root missing
+  mapfile -t missing < <(LC_ALL=C diff -rq -x folder.conf -x .gitkeep "$skeleton" "$root" 2> /dev/null |
+    sed -n "s|^Only in $skeleton\(.*\): |\1/|p")
+  [ ${#missing[@]} -eq 0 ] || die "$root lacks ${missing[*]}; start over with --reset"
 }
 
 # The administrator's password is shown only at the first start: the server's file has its hash.
@@ -178,6 +190,7 @@ stop_all() {
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   [ -x "${1-}/dtv_manage.cgi" ] || refuse "there is no dtv_manage.cgi in '${1-}'"
   parse_options "${@:2}"
+  check_port
   lock "$1"
   serve "$1"
 fi
