@@ -2,7 +2,7 @@
 
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { existsSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
+import { existsSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:net';
 import { join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -76,20 +76,16 @@ export function store({ tunerConflict = false, ...files } = {}) {
   if (tunerConflict) writeFileSync(inRoot('etc/tesk/dvb_conflict'), '');
 }
 
-export const indexTool = 'usr/tesk/bin/teskindex';
-
-// Makes a program that a save runs wait until it is released, or until this process is gone.
-export function hold(program) {
-  const script = inRoot(program);
+// Makes the indexing tool wait until it is released, or until this process is gone.
+export function hold() {
+  const script = inRoot('usr/tesk/bin/teskindex');
   const held = inRoot('var/run/held');
-  renameSync(script, `${script}.original`);
+  const original = readFileSync(script);
   const wait = `while [ -e '${held}' ] && kill -0 ${process.pid}; do sleep 0.1; done`;
-  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`, { mode: 0o755 });
-  return {
-    isHeld: () => existsSync(held),
-    release: () => {
-      rmSync(held, { force: true });
-      if (existsSync(`${script}.original`)) renameSync(`${script}.original`, script);
-    },
+  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`);
+  const release = () => {
+    rmSync(held, { force: true });
+    writeFileSync(script, original);
   };
+  return { isHeld: () => existsSync(held), release };
 }

@@ -9,7 +9,7 @@ import { basename, join } from 'node:path';
 import { after, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { hold, indexTool, readSettings, startServer } from '../server.mjs';
+import { hold, readSettings, startServer } from '../server.mjs';
 
 const buildFolder = process.env.BUILD_DIR;
 const root = join(buildFolder, 'root');
@@ -114,7 +114,7 @@ test('what is refused, and the headers of every answer', async (t) => {
 });
 
 test('a save waits for the one before, and a client that hangs up stops neither', async (t) => {
-  const held = hold(indexTool);
+  const held = hold();
   t.after(held.release);
   const hangUp = new AbortController();
   const first = send({ body: 'action=save&share=photo&subpath=first&disable_dtv=no', signal: hangUp.signal });
@@ -132,7 +132,7 @@ test('a save waits for the one before, and a client that hangs up stops neither'
 });
 
 test('a tool that outlives its program keeps no request waiting', async (t) => {
-  const held = hold(indexTool);
+  const held = hold();
   t.after(held.release);
   const save = send({ body: 'action=save&share=photo&subpath=third' });
   await until(held.isHeld);
