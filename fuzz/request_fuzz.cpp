@@ -18,7 +18,7 @@ extern "C" std::uint8_t __stop___sancov_cntrs[];
 
 namespace {
 
-namespace Paths = Cinquill::SystemPaths;
+using namespace Cinquill;
 
 // Ends the run, with the input as a finding, when `holds` is false.
 void Check(bool holds, const std::string& what) {
@@ -59,11 +59,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   for (std::string& part : parts) {
     std::getline(input, part, '~');
   }
-  Harness::WriteFile(Paths::kFolderConf, parts[3]);
-  Harness::WriteFile(Paths::kRecordConf, parts[4]);
-  Harness::WriteFile(Paths::kStreamConf, parts[5]);
-  Harness::WriteFile(Paths::kDTVSettingConf, parts[6]);
-  Harness::WriteFile(std::string(Paths::kRoot) + "/probe", parts[7]);
+  Harness::WriteFile(SystemPaths::kFolderConf, parts[3]);
+  Harness::WriteFile(SystemPaths::kRecordConf, parts[4]);
+  Harness::WriteFile(SystemPaths::kStreamConf, parts[5]);
+  Harness::WriteFile(SystemPaths::kDTVSettingConf, parts[6]);
+  Harness::WriteFile(Harness::InRoot("/probe"), parts[7]);
   Serve(parts[1], {"QUERY_STRING=" + parts[0], "HTTP_ORIGIN=" + parts[2]});
   if (!Harness::TakeWrites().empty()) {
     Check(Serve("action=load", {}).answer["success"] == true, "a load succeeds after a save");

@@ -4,13 +4,16 @@
 #include "host/platform/glib_ptr.h"
 #include "tests/test.h"
 
-namespace Harness {
+namespace Cinquill::Harness {
+namespace {
+
+using namespace SystemPaths;
 
 // The members of the answer, and what was written.
 Course CourseOf(const Outcome& outcome) {
   Course course{outcome.journal, {}};
   for (const std::string& path : TakeWrites()) {
-    const std::filesystem::path file = kRoot + path;
+    const std::filesystem::path file = InRoot(path);
     if (is_regular_file(file)) {
       course.results[file.filename()] =
           file.parent_path().filename() == "etc" ? Lines("\n" + ReadFile(file)).back() : "written";
@@ -29,28 +32,29 @@ Course CourseOf(const Outcome& outcome) {
 Course Perform(const std::string& action, int failing_call) {
   ResetRoot();
   WriteFile(kFolderConf, R"([{"section":"tv_record","share":"video","subpath":"tv"}])");
-  WriteFile(kRecordConf, R"({"closestreaming":"yes","pre_recording":5})");
-  WriteFile(kStreamConf, R"({"account":"eve","enableauth":"yes","streaminglimit":2})");
+  WriteFile(kRecordConf, R"({"closestreaming":"yes","pre_recording":5,"post_recording":6})");
+  WriteFile(kStreamConf, R"({"account":"eve","enableauth":"yes","enable_viewer_limit":"yes",
+      "streaminglimit":9})");
   WriteFile(kDTVSettingConf, "[settings]\ndisable_dtv=no\n");
-  WriteFile(kRoot + "/etc/tesk/dvb_conflict"s, "");
+  WriteFile(InRoot("/etc/tesk/dvb_conflict"), "");
   TakeWrites();
   const std::string form = "action=" + action + "&share=music&subpath=tv&disable_dtv=yes";
   return CourseOf(Serve(form, {}, failing_call));
 }
 
-TEST(Load, ShowsDefaultsForCallsThatFail) {
+TEST(Action, LoadsWithEachCallFailing) {
   ExpectJournal("load.txt", [](int failing_call) { return Perform("load", failing_call); });
 }
 
-TEST(Save, StopsAtTheFirstFailedStep) {
+TEST(Action, SavesWithEachCallFailing) {
   ExpectJournal("save.txt", [](int failing_call) { return Perform("save", failing_call); });
 }
 
 // Texts that a shell, a decoder or a file format could change.
-TEST(Save, KeepsTextsByteForByte) {
-  for (const std::string& text :
-       {"$(touch x) `id` && 'quote' \"x\" \\n [s] #"s, "100%+1;2&3=4 übung 録画 😀"s,
-        " \t\f two\nlines\r\n "s, "/../../etc//b/"s, "-D "s + std::string(4096, 'x')}) {
+TEST(Action, KeepsTextsByteForByte) {
+  for (const std::string& text : std::vector<std::string>{
+           "$(touch x) `id` && 'quote' \"x\" \\n [s] #", "100%+1;2&3=4 übung 録画 😀",
+           " \t\f two\nlines\r\n ", "/../../etc//b/", "-D " + std::string(4096, 'x')}) {
     SCOPED_TRACE(text.substr(0, 60));
     ResetRoot();
     const std::string sent = Host::GCharPtr(g_uri_escape_string(text.c_str(), "", FALSE)).get();
@@ -61,9 +65,10 @@ TEST(Save, KeepsTextsByteForByte) {
     EXPECT_EQ(shown["dtv_destination"].asString(), "/music/" + text);
     EXPECT_EQ(Parse(ReadFile(kStreamConf))["passwd"].asString(), text);
     EXPECT_EQ(TLIBCFileCheckKeyValue(kDTVSettingConf, "disable_dtv", text.c_str(), 0), 1);
-    EXPECT_EQ(ReadFile(kRoot + "/var/log/teskindex.log"s),
-              "teskindex -A \""s + kRoot + "/volume1/music/" + text + "\" -P Cinquill\n");
+    EXPECT_EQ(ReadFile(InRoot("/var/log/teskindex.log")),
+              "teskindex -A \"" + InRoot("/volume1/music/") + text + "\" -P Cinquill\n");
   }
 }
 
-}  // namespace Harness
+}  // namespace
+}  // namespace Cinquill::Harness

@@ -20,14 +20,14 @@
 #include "dtv_manage/dtv_manage.h"
 #include "platform/system_paths.h"
 
-namespace Harness {
+namespace Cinquill::Harness {
 namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kRoot = Cinquill::SystemPaths::kRoot;
+const std::string kRoot = SystemPaths::kRoot;
 
-// The time of files that were not written. Some file systems end in 2038.
+// A time of last change that no test produces. It is in the past: some file systems end in 2038.
 const fs::file_time_type kUnwritten{std::chrono::hours(-24 * 365 * 150)};
 
 // Outside the root, because TakeWrites() reports every file in it.
@@ -57,7 +57,7 @@ struct NoteCall {
   }
 };
 
-// Nothing may leave the child: it would go on as the test program.
+// Must not return or throw: the child would run the remaining tests.
 [[noreturn]] void RunInChild(const std::vector<std::string>& variables,
                              const Handler& run) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -104,7 +104,7 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-bool RunDTVManage() { return Cinquill::CGI::DTVManage().Run(); }
+bool RunDTVManage() { return CGI::DTVManage().Run(); }
 
 Outcome Serve(const std::string& form, const std::vector<std::string>& variables, int failing_call,
               const Handler& run) {
@@ -132,10 +132,11 @@ void ResetRoot() {
   fs::copy(SKELETON, kRoot, fs::copy_options::recursive);
 }
 
+std::string InRoot(const std::string& path) { return kRoot + path; }
+
 std::string ReadFile(const std::string& path) {
-  std::ostringstream content;
-  content << std::ifstream(path, std::ios::binary).rdbuf();
-  return content.str();
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
@@ -227,4 +228,4 @@ void __wrap_syslog(int priority, const char* format, ...) {
 
 }  // extern "C"
 
-}  // namespace Harness
+}  // namespace Cinquill::Harness

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace Harness {
+namespace Cinquill::Harness {
 
 // The journal: a line for each call, in order, such as "TESKShareIndexSet 1 video". It has the
 // function, its numbers and its texts; paths lack the root, and an empty text is []. A line of the
@@ -38,14 +38,17 @@ using Handler = std::function<bool()>;
 
 bool RunDTVManage();
 
-// Has the administrator post a form, with more variables of the environment ("NAME=VALUE"), which
-// win over the usual ones. Serves it in a process of its own, because the handler's caches are
-// process-wide. An exception ends that process with a message on standard error.
+// Posts `form` as the administrator. `variables` ("NAME=VALUE") override the environment. The
+// request is served in a new process, because the flags of the handler's caches outlive the
+// handler. An exception ends that process with a message on standard error.
 Outcome Serve(const std::string& form, const std::vector<std::string>& variables = {},
               int failing_call = -1, const Handler& run = RunDTVManage);
 
 // Replaces the root by a copy of the skeleton.
 void ResetRoot();
+
+// A path of the appliance, below the root.
+std::string InRoot(const std::string& path);
 
 // The content of a file; empty when there is no such file.
 std::string ReadFile(const std::string& path);
@@ -61,6 +64,6 @@ Json::Value Parse(const std::string& text);
 // The value as JSON in one line.
 std::string Text(const Json::Value& value);
 
-}  // namespace Harness
+}  // namespace Cinquill::Harness
 
 #endif  // TESTS_HARNESS_H_

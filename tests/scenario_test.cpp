@@ -17,7 +17,8 @@
 
 #include "tests/test.h"
 
-namespace Harness {
+namespace Cinquill::Harness {
+namespace {
 
 bool IsFile(const std::string& name) {
   return name[0] == '/' || std::filesystem::path(name).extension() == ".conf";
@@ -25,7 +26,7 @@ bool IsFile(const std::string& name) {
 
 // A file by its path on the appliance, or a settings file by its name.
 std::string Path(const std::string& name) {
-  return kRoot + (name[0] == '/' ? name : "/var/packages/Cinquill/etc/" + name);
+  return InRoot(name[0] == '/' ? name : "/var/packages/Cinquill/etc/" + name);
 }
 
 std::string Replaced(const std::string& text, const char* what, const std::string& by) {
@@ -71,7 +72,7 @@ std::string Served(const std::string& step, const std::string& expected) {
   }
   std::string form;
   std::getline(words >> std::ws, form);
-  form = Replaced(Replaced(form, "LARGE", std::string(16380, 'x')), "NUL", "\0"s);
+  form = Replaced(Replaced(form, "LARGE", std::string(16380, 'x')), "NUL", std::string(1, '\0'));
   TakeWrites();
   const Outcome outcome = Serve((verb == "post" ? "" : "action=" + verb + "&") + form, variables);
   const std::string told = OutcomeOf(verb, outcome, expected, TakeWrites());
@@ -121,9 +122,10 @@ void Play(const std::string& file) {
   ExpectFile(file, played);
 }
 
-TEST(Request, IsDecodedOrRefused) { Play("scenarios/request.txt"); }
-TEST(Load, ShowsWhatIsStored) { Play("scenarios/load.txt"); }
-TEST(Save, StoresWhatIsSent) { Play("scenarios/save.txt"); }
-TEST(Destination, IsReplacedUnlessItOverlaps) { Play("scenarios/destination.txt"); }
+TEST(Scenarios, OfRequests) { Play("scenarios/request.txt"); }
+TEST(Scenarios, OfLoads) { Play("scenarios/load.txt"); }
+TEST(Scenarios, OfSaves) { Play("scenarios/save.txt"); }
+TEST(Scenarios, OfDestinations) { Play("scenarios/destination.txt"); }
 
-}  // namespace Harness
+}  // namespace
+}  // namespace Cinquill::Harness

@@ -3,35 +3,53 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace Harness {
+namespace Cinquill::Harness {
 namespace {
 
-// What the failure of the call at an index changes, in words.
-std::string Changes(const Course& usual, const Course& failed, std::ptrdiff_t index) {
-  const std::vector<std::string> calls = Lines(usual.journal);
-  const std::vector<std::string> made = Lines(failed.journal);
-  const auto after = calls.begin() + index + 1;
-  // Both courses end with the same calls, from here on.
-  const auto [new_end, usual_end] = std::mismatch(made.rbegin(), made.rend() - index - 1,
-                                                  calls.rbegin(), calls.rend() - index - 1);
+// Compares two texts with diff.
+std::string Difference(const std::string& options, const std::string& usual,
+                       const std::string& found) {
+  WriteFile(InRoot("/usual"), usual);
+  WriteFile(InRoot("/found"), found);
+  StartJournal();  // system() is wrapped, too, and must not fail here
+  std::system(("cd " + InRoot("; diff ") + options + " usual found > difference 2>&1").c_str());
+  return ReadFile(InRoot("/difference"));
+}
+
+// The calls that only a failed course makes, and where the usual one goes on. As many calls as
+// possible, in their order, count as usual.
+std::string CallChanges(const std::string& usual, const std::string& failed) {
   std::string changes;
-  std::for_each(made.begin() + index + 1, new_end.base(),
-                [&](const std::string& call) { changes += "; " + call; });
-  if (usual_end.base() == calls.end() && after != calls.end()) {
-    changes += "; ends";
-  } else if (usual_end.base() != after) {
-    changes += "; skips " + std::to_string(usual_end.base() - after) + ", goes on with " +
-               *usual_end.base();
+  char last = '=';
+  int skipped = 0;
+  for (const std::string& line :
+       Lines(Difference("--minimal --unchanged-line-format='=%L' --old-line-format='-%L' "
+                        "--new-line-format='+%L'",
+                        usual, failed))) {
+    if (line[0] == '=' && last != '=') {
+      changes += skipped > 0 ? "; skips " + std::to_string(skipped) : "";
+      changes += ", goes on with " + line.substr(1);
+    }
+    changes += line[0] == '+' ? "; " + line.substr(1) : "";
+    skipped = line[0] == '=' ? 0 : skipped + (line[0] == '-' ? 1 : 0);
+    last = line[0];
   }
-  for (const auto& [name, value] : failed.results) {
-    const auto same = usual.results.find(name);
-    changes +=
-        same != usual.results.end() && same->second == value ? "" : "; " + name + " " + value;
+  return changes + (last == '=' ? "" : "; ends");
+}
+
+std::string ResultChanges(const Course& usual, const Course& failed) {
+  std::string changes;
+  std::string lost;
+  bool keeps_any = false;
+  for (const auto& result : failed.results) {
+    const bool is_kept = std::count(usual.results.begin(), usual.results.end(), result) > 0;
+    keeps_any |= is_kept;
+    changes += is_kept ? "" : "; " + result.first + " " + result.second;
   }
   for (const auto& [name, value] : usual.results) {
-    changes += failed.results.count(name) == 0 ? "; no " + name : "";
+    lost += failed.results.count(name) == 0 ? "; no " + name : "";
   }
-  return changes;
+  return changes + (keeps_any || lost.empty() ? lost : "; no other result");
 }
 
 class FreshRoot : public testing::EmptyTestEventListener {
@@ -41,10 +59,12 @@ class FreshRoot : public testing::EmptyTestEventListener {
 }  // namespace
 
 void ExpectFile(const std::string& file, const std::string& found) {
-  const std::string path = kRoot + "/found"s;
-  WriteFile(path, found);
-  const std::string command = "diff -U1 -F '^[A-Z][a-z]* [a-z]' " TEXTS + file + " " + path;
-  EXPECT_EQ(std::system(command.c_str()), 0) << file;
+  const std::string label = " --label tests/" + file;
+  const std::string difference =
+      Difference("-U1 -F '^[A-Z][a-z]* [a-z]'" + label + label, ReadFile(TEXTS + file), found);
+  if (!difference.empty()) {
+    ADD_FAILURE() << difference;
+  }
 }
 
 void ExpectJournal(const std::string& file,
@@ -53,22 +73,19 @@ void ExpectJournal(const std::string& file,
   std::string found;
   int index = 0;
   for (const std::string& call : Lines(usual.journal)) {
-    const std::string changes = Changes(usual, perform(index), index);
+    const Course failed = perform(index++);
+    const std::string changes =
+        CallChanges(usual.journal, failed.journal) + ResultChanges(usual, failed);
     found += call + "\n" + (changes.empty() ? "" : "  fails: " + changes.substr(2) + "\n");
-    ++index;
   }
-  std::string results;
-  for (const auto& [name, value] : usual.results) {
-    results += "; " + name + " " + value;
-  }
-  found += "results: " + results.substr(2) + "\n";
+  found += "results: " + ResultChanges({}, usual).substr(2) + "\n";
   ExpectFile("journals/" + file, found);
 }
 
-}  // namespace Harness
+}  // namespace Cinquill::Harness
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  testing::UnitTest::GetInstance()->listeners().Append(new Harness::FreshRoot);
+  testing::UnitTest::GetInstance()->listeners().Append(new Cinquill::Harness::FreshRoot);
   return RUN_ALL_TESTS();
 }

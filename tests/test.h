@@ -12,14 +12,11 @@
 #include "tests/harness.h"
 #include "video_folders/video_folders.h"
 
-namespace Harness {
+namespace Cinquill::Harness {
 
-using namespace Cinquill;
-using namespace Cinquill::SystemPaths;
-using namespace std::string_literals;
-
-// Compares a text with a file below tests/. Prints the lines that differ ("-" expected, "+" found)
-// between their neighbours, and the beginning of their scenario's sentence.
+// Compares a text with a file below tests/. The message of the failure is the difference, with the
+// sentence of its scenario. `patch -p0 < LOG`, run in the folder of this repository, makes the file
+// agree. LOG has the output of ./test, of ctest --output-on-failure or of the test program.
 void ExpectFile(const std::string& file, const std::string& found);
 
 // What a sequence of calls has done: its journal, and its results by name.
@@ -30,10 +27,11 @@ struct Course {
 
 // Runs `perform` once without a failure, then once for each call, with that call failing. Compares
 // the result with a file of tests/journals. The file has a line for each call, in order. Below it
-// stands what changes when the call fails: new calls, where the usual course goes on, and results
-// that are new, changed or lost. The last line has the usual results.
+// stands what changes when the call fails: new calls, how many usual calls are skipped, the usual
+// call that comes next, and results that are new, changed or lost. The last line has the usual
+// results.
 void ExpectJournal(const std::string& file, const std::function<Course(int failing_call)>& perform);
 
-}  // namespace Harness
+}  // namespace Cinquill::Harness
 
 #endif  // TESTS_TEST_H_

@@ -3,28 +3,26 @@
 
 #include "tests/test.h"
 
-namespace Harness {
+namespace Cinquill::Harness {
+namespace {
 
-const char* const kLibraries = R"([{"id":0,"library_id":"0","section":"tv_record"},
-    {"id":1,"section":"movie"}, {"id":2,"section":"tv_record"},
-    {"id":3,"library_id":"","section":"tv_record"}, {"id":4,"section":["tv_record"]}])";
-
-// The ids of the records that FilterFolders() gives.
-std::string Filtered(const std::string& section, const std::string& library_id, bool exclude) {
-  std::string ids;
-  for (const Json::Value& record : FilterFolders(Parse(kLibraries), section, library_id, exclude)) {
-    ids += Text(record["id"]) + " ";
-  }
-  return ids;
-}
+using namespace SystemPaths;
 
 TEST(FolderList, IsFilteredBySectionAndLibrary) {
-  EXPECT_EQ(Filtered("tv_record", "", false), "2 3 ");
-  EXPECT_EQ(Filtered("tv_record", "", true), "0 1 4 ");
-  EXPECT_EQ(Filtered("tv_record", "0", false), "0 ");
-  EXPECT_EQ(Filtered("", "", false), "");
-  EXPECT_EQ(Text(FilterFolders(Parse(kLibraries), "", "", true)), "[]") << "no section, no records";
-  EXPECT_EQ(Text(GetRecordFolder(Parse(kLibraries))), R"({"id":2,"section":"tv_record"})");
+  const Json::Value folders = Parse(R"([{"id":0,"library_id":"0","section":"tv_record"},
+      {"id":1,"section":"movie"}, {"id":2,"section":"tv_record"},
+      {"id":3,"library_id":"","section":"tv_record"}, {"id":4,"section":["tv_record"]}])");
+  const auto ids = [&folders](const char* section, const char* library_id, bool exclude) {
+    std::string text;
+    for (const Json::Value& record : FilterFolders(folders, section, library_id, exclude)) {
+      text += Text(record["id"]);
+    }
+    return text;
+  };
+  EXPECT_EQ(ids("tv_record", "", false), "23");
+  EXPECT_EQ(ids("tv_record", "", true), "014");
+  EXPECT_EQ(ids("tv_record", "0", false), "0");
+  EXPECT_EQ(Text(FilterFolders(folders, "", "", true)), "[]") << "no section, no records";
 }
 
 TEST(FolderList, MatchesShareAndSubpathExactly) {
@@ -57,8 +55,6 @@ TEST(FolderList, IsLoadedWithComputedPaths) {
 }
 
 TEST(JsonFile, IsNotWrittenWithoutAPath) {
-  EXPECT_TRUE(WriteJsonFile(kRecordConf, {}));
-  EXPECT_EQ(ReadFile(kRecordConf), "null\n");
   StartJournal();
   EXPECT_FALSE(WriteJsonFile("", {}));
   EXPECT_EQ(Journal(), "syslog error video_folders: Bad parameter\n");
@@ -72,8 +68,9 @@ std::string Hits(const std::string& content, const std::string& path = "/v") {
 }
 
 TEST(IndexQueue, IsReadInTwoForms) {
-  EXPECT_EQ(Hits("A:/v\n"), "indexing metadata");
-  EXPECT_EQ(Hits("x\n\nR:/v\nA:/v"), "indexing metadata");
+  for (const char* lines : {"A:/v\n", "x\n\nR:/v\nA:/v"}) {
+    EXPECT_EQ(Hits(lines), "indexing metadata") << lines;
+  }
   for (const char* line : {"Cinquill:1:A:/v\n", "Cinquill 1 R /v\n"}) {
     EXPECT_EQ(Hits(line), "indexing ") << line;
   }
@@ -86,10 +83,10 @@ TEST(IndexQueue, IsReadInTwoForms) {
     EXPECT_EQ(Hits(line), "") << line;
   }
   EXPECT_EQ(Hits("/\n", "/"), "") << "a line of one character does not count";
-  const std::string whole = "Cinquill:1:A:";
-  EXPECT_EQ(Hits(whole + "\n", ""), "indexing ") << "an empty path is a path";
   EXPECT_EQ(Hits("A:\n", ""), "indexing metadata") << "an empty path is a path";
+  const std::string whole = "Cinquill:1:A:";
   EXPECT_EQ(Hits(whole + "/Cinquill\n", "/Cinquill"), "indexing ");
+  EXPECT_EQ(Hits(whole + "\n", ""), "indexing ") << "an empty path is a path";
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_EQ(Hits(whole.substr(0, length) + "\n", ""), "") << whole.substr(0, length);
   }
@@ -134,8 +131,8 @@ TEST(FolderConflict, IsRefusedAndLogged) {
 TEST(FolderPath, IsRelativeToTheShareOrReal) {
   EXPECT_EQ(BuildFolderPath("tv", "/news/"), "/tv//news/");
   EXPECT_EQ(BuildFolderPath("", "news"), "");
-  EXPECT_EQ(GetFolderRealPath("tv", "/news"), kRoot + "/volume2/tv//news"s);
-  EXPECT_EQ(GetFolderRealPath("tv", ""), kRoot + "/volume2/tv"s);
+  EXPECT_EQ(GetFolderRealPath("tv", "/news"), InRoot("/volume2/tv//news"));
+  EXPECT_EQ(GetFolderRealPath("tv", ""), InRoot("/volume2/tv"));
   EXPECT_EQ(GetFolderRealPath("gone", "tv"), "");
 }
 
@@ -150,4 +147,5 @@ TEST(IndexingServices, ReturnTheResult) {
       << "the general daemon is left alone";
 }
 
-}  // namespace Harness
+}  // namespace
+}  // namespace Cinquill::Harness
