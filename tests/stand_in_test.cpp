@@ -34,6 +34,9 @@ TEST(Programs, ExitWithTheResult) {
       "0: {\"success\":true}\n")
       << "the body may come in parts";
   EXPECT_EQ(Shell("packagectl users --offset 1"), "0: 1004\tcarol\ntotal 2\n");
+  EXPECT_EQ(Shell("packagectl queued /v"), "1: not queued\n");
+  WriteFile(kIndexingQueue, "A:/v\n");
+  EXPECT_EQ(Shell("packagectl queued /v"), "0: queued\n");
 }
 
 TEST(Programs, StoreThePasswordOnlyInStreamConf) {
