@@ -5,8 +5,9 @@
 //   FILE CONTENT                                           the file gets the content
 //   FILE -> TARGET                                         the file becomes a link
 // Below a request stand, indented, the lines that it logs, and files with the content that they
-// have afterwards. In the content of a file, \n stands for a line feed and DEEP for 10,000 opening
-// brackets. In a form, NUL stands for a null character and LARGE for 16,380 letters. The outcomes:
+// have afterwards, or the named members of it as a JSON object. In the content of a file, \n stands
+// for a line feed and DEEP for 10,000 opening brackets. In a form, NUL stands for a null character
+// and LARGE for 16,380 letters. The outcomes:
 //   load   the named members of the data, as JSON
 //   save   none for a success, or "nothing written"
 //   post   the whole answer
@@ -96,10 +97,16 @@ void Prepare(const std::string& file, const std::string& content) {
 std::string Played(const std::string& line) {
   std::string word;
   std::istringstream(line) >> word;
-  if (line[0] == ' ') {
+  if (line[0] == ' ' && IsFile(word)) {
     const bool exists = std::filesystem::exists(Path(word));
-    const std::string content = exists ? Replaced(ReadFile(Path(word)), "\n", "\\n") : "absent";
-    return IsFile(word) ? "  " + word + " " + content + "\n" : "";
+    const std::string content = exists ? ReadFile(Path(word)) : "absent";
+    const std::string expected = line.substr(word.size() + 3);
+    const bool has_members = expected[0] == '{' && content[0] == '{';
+    return "  " + word + " " +
+           (has_members ? Shown(Parse(content), expected) : Replaced(content, "\n", "\\n")) + "\n";
+  }
+  if (line[0] == ' ') {
+    return "";
   }
   if (IsFile(word)) {
     Prepare(Path(word), line.substr(word.size() + 1));

@@ -16,22 +16,17 @@ std::string Difference(const std::string& options, const std::string& usual,
   return ReadFile(InRoot("/difference"));
 }
 
-// The calls that only a failed course makes, and where the usual one goes on. As many calls as
+// The calls that only the failed course makes, and where the usual course goes on. As many calls as
 // possible, in their order, count as usual.
 std::string CallChanges(const std::string& usual, const std::string& failed) {
+  const std::string formats = "--unchanged-line-format='=%L' --old-line-format='-%L' ";
   std::string changes;
   char last = '=';
-  int skipped = 0;
   for (const std::string& line :
-       Lines(Difference("--minimal --unchanged-line-format='=%L' --old-line-format='-%L' "
-                        "--new-line-format='+%L'",
-                        usual, failed))) {
-    if (line[0] == '=' && last != '=') {
-      changes += skipped > 0 ? "; skips " + std::to_string(skipped) : "";
-      changes += ", goes on with " + line.substr(1);
+       Lines(Difference("--minimal --new-line-format='+%L' " + formats, usual, failed))) {
+    if (line[0] == '+' || (line[0] == '=' && last != '=')) {
+      changes += (line[0] == '+' ? "; " : "; goes on with ") + line.substr(1);
     }
-    changes += line[0] == '+' ? "; " + line.substr(1) : "";
-    skipped = line[0] == '=' ? 0 : skipped + (line[0] == '-' ? 1 : 0);
     last = line[0];
   }
   return changes + (last == '=' ? "" : "; ends");

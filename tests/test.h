@@ -27,9 +27,8 @@ struct Course {
 
 // Runs `perform` once without a failure, then once for each call, with that call failing. Compares
 // the result with a file of tests/journals. The file has a line for each call, in order. Below it
-// stands what changes when the call fails: new calls, how many usual calls are skipped, the usual
-// call that comes next, and results that are new, changed or lost. The last line has the usual
-// results.
+// stands what changes when the call fails: new calls, the usual call that comes next, and results
+// that are new, changed or lost. The last line has the usual results.
 void ExpectJournal(const std::string& file, const std::function<Course(int failing_call)>& perform);
 
 }  // namespace Cinquill::Harness
