@@ -59,12 +59,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
   for (std::string& part : parts) {
     std::getline(input, part, '~');
   }
-  Harness::WriteFile(SystemPaths::kFolderConf, parts[3]);
-  Harness::WriteFile(SystemPaths::kRecordConf, parts[4]);
-  Harness::WriteFile(SystemPaths::kStreamConf, parts[5]);
-  Harness::WriteFile(SystemPaths::kDTVSettingConf, parts[6]);
-  Harness::WriteFile(Harness::InRoot("/probe"), parts[7]);
-  Serve(parts[1], {"QUERY_STRING=" + parts[0], "HTTP_ORIGIN=" + parts[2]});
+  const auto& [query, body, origin, folder, record, stream, dtv_setting, probe] = parts;
+  Harness::WriteFile(SystemPaths::kFolderConf, folder);
+  Harness::WriteFile(SystemPaths::kRecordConf, record);
+  Harness::WriteFile(SystemPaths::kStreamConf, stream);
+  Harness::WriteFile(SystemPaths::kDTVSettingConf, dtv_setting);
+  Harness::WriteFile(Harness::InRoot("/probe"), probe);
+  Serve(body, {"QUERY_STRING=" + query, "HTTP_ORIGIN=" + origin});
   if (!Harness::TakeWrites().empty()) {
     Check(Serve("action=load", {}).answer["success"] == true, "a load succeeds after a save");
   }

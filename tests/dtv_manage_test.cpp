@@ -9,14 +9,13 @@ namespace {
 
 using namespace SystemPaths;
 
-// The members of the answer, and what was written.
+// The members of the answer, and the last line of each settings file that was written.
 Course CourseOf(const Outcome& outcome) {
   Course course{outcome.journal, {}};
   for (const std::string& path : TakeWrites()) {
     const std::filesystem::path file = InRoot(path);
-    if (is_regular_file(file)) {
-      course.results[file.filename()] =
-          file.parent_path().filename() == "etc" ? Lines("\n" + ReadFile(file)).back() : "written";
+    if (file.parent_path().filename() == "etc" && is_regular_file(file)) {
+      course.results[file.filename()] = Lines("\n" + ReadFile(file)).back();
     }
   }
   course.results["success"] = Text(outcome.answer["success"]);

@@ -58,13 +58,11 @@ struct NoteCall {
 };
 
 // Must not return or throw: the child would run the remaining tests.
-[[noreturn]] void RunInChild(const std::vector<std::string>& variables,
-                             const Handler& run) noexcept {
+[[noreturn]] void RunInChild(std::vector<std::string>& variables, const Handler& run) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   clearenv();
-  for (const std::string& variable : variables) {
-    const std::size_t equals = variable.find('=');
-    setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
+  for (std::string& variable : variables) {
+    putenv(variable.data());
   }
   std::freopen(kInput.c_str(), "r", stdin);
   std::freopen(kOutput.c_str(), "w", stdout);
