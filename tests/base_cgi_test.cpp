@@ -52,11 +52,15 @@ std::string Users(int offset, int limit) {
 
 TEST(AppUsers, AreReturnedInPages) {
   MakeAccounts();
+  using Files = std::filesystem::directory_iterator;
+  const auto open_files = [] { return std::distance(Files("/proc/self/fd"), Files()); };
+  const auto before = open_files();
   EXPECT_EQ(Users(0, 1), "u1 1000, total 2");
   EXPECT_EQ(Users(1, INT_MAX), "u3 1003, total 2");
   EXPECT_EQ(Users(INT_MAX, INT_MAX), "total 2");
   EXPECT_EQ(Users(-2, 3), "u1 1000, total 2");
   EXPECT_EQ(Users(0, 0), "total 2");
+  EXPECT_EQ(open_files(), before) << "every file is closed";
 }
 
 TEST(AppUsers, AreListedWithEachCallFailing) {
