@@ -97,16 +97,13 @@ void Prepare(const std::string& file, const std::string& content) {
 std::string Played(const std::string& line) {
   std::string word;
   std::istringstream(line) >> word;
-  if (line[0] == ' ' && IsFile(word)) {
+  if (line[0] == ' ') {
     const bool exists = std::filesystem::exists(Path(word));
     const std::string content = exists ? ReadFile(Path(word)) : "absent";
-    const std::string expected = line.substr(word.size() + 3);
-    const bool has_members = expected[0] == '{' && content[0] == '{';
-    return "  " + word + " " +
-           (has_members ? Shown(Parse(content), expected) : Replaced(content, "\n", "\\n")) + "\n";
-  }
-  if (line[0] == ' ') {
-    return "";
+    const bool has_members = content[0] == '{' && line.find(" {") == word.size() + 2;
+    const std::string told = has_members ? Shown(Parse(content), line.substr(word.size() + 3))
+                                         : Replaced(content, "\n", "\\n");
+    return IsFile(word) ? "  " + word + " " + told + "\n" : "";
   }
   if (IsFile(word)) {
     Prepare(Path(word), line.substr(word.size() + 1));
