@@ -78,6 +78,7 @@ TEST(UserDatabase, FailsWithoutItsFiles) {
   std::filesystem::remove_all(InRoot("/etc"));
   EXPECT_EQ(TESKUserEnum(nullptr, 11), -1);
   EXPECT_EQ(TLIBCErrGet(), ENOENT);
+  EXPECT_EQ(TESKUserGetUGID("u1", nullptr, nullptr), -1);
   EXPECT_EQ(TESKGroupIsAdminGroupMem("u1"), -1);
 }
 
