@@ -90,12 +90,12 @@ need() {
   $finish
 }
 
-# The browser driver and the accessibility scanner, in the versions that tests/page locks.
-need_page_test_packages() {
-  if [ ! tests/page/node_modules/.package-lock.json -nt tests/page/package-lock.json ]; then
-    echo "installing the page tests' packages" >&2
-    quietly "npm could not install the page tests' packages; with a network, try again" \
-      npm ci --prefix tests/page --ignore-scripts --no-audit --no-fund
+# The checks of the page's languages, the browser's driver and the accessibility scanner.
+need_npm_packages() {
+  if [ ! node_modules/.package-lock.json -nt package-lock.json ]; then
+    echo "installing npm packages" >&2
+    quietly "npm ci failed; with a network, try again" \
+      npm ci --ignore-scripts --no-audit --no-fund
   fi
 }
 
