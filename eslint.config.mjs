@@ -4,5 +4,5 @@ import globals from 'globals';
 export default [
   js.configs.recommended,
   { files: ['page/**', 'tests/page/**'], languageOptions: { globals: globals.browser } },
-  { files: ['tests/**', 'bench/**'], languageOptions: { globals: globals.node } },
+  { files: ['tests/**', 'bench/**', 'server/**'], languageOptions: { globals: globals.node } },
 ];

@@ -2,10 +2,9 @@
 // the save, so that a load shows which save it saw.
 
 import { spawnSync } from 'node:child_process';
-import { resolve } from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { readSettings, startServer } from '../tests/server.mjs';
+import { buildFolder, readSettings, startServer } from '../server/start.mjs';
 
 const COUNT = 10000;
 const AT_ONCE = 8;
@@ -52,8 +51,7 @@ async function load() {
 }
 
 // Command lines of the server and of the program contain the build folder.
-const countProcesses = (name) =>
-  Number(spawnSync('pgrep', ['-fc', `${resolve(process.env.BUILD_DIR)}/${name}`]).stdout);
+const countProcesses = (name) => Number(spawnSync('pgrep', ['-fc', `${buildFolder}/${name}`]).stdout);
 
 await save(); // from here on, no setting is a default
 const start = performance.now();

@@ -92,12 +92,6 @@ TEST(KeyFiles, FailAtTheFileSizeLimit) {
   EXPECT_EQ(failure("disable_dtv=yes"), "0: Failed to set disable DTV\n");
 }
 
-TEST(Execution, ReturnsTheExitStatus) {
-  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "exit $#", "", ""), 1) << "empty arguments are passed";
-  EXPECT_EQ(TLIBCExec("/bin/sh", "-c", "kill -9 $$", "", ""), -1);
-  EXPECT_EQ(TLIBCExec("/no/such/program", "", "", "", ""), -1);
-}
-
 TEST(Signal, RejectsBadPidFiles) {
   const auto signal = [](const std::string& content) {
     WriteFile(kIndexDaemonPid, content);

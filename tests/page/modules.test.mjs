@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import * as fields from '../../page/fields.js';
 import { doubtsAfter, merge, openPart, outcome } from '../../page/merge.js';
-import { usualLoad } from '../server.mjs';
+import { usualLoad } from '../settings.mjs';
 
 const { formToSave, problemsOf, readLoad, saveParameters } = fields;
 

@@ -4,7 +4,8 @@ import assert from 'node:assert/strict';
 import { after, afterEach, beforeEach, test } from 'node:test';
 import axe from 'axe-core';
 import { chromium } from 'playwright-core';
-import { folder, readSettings, startServer, store } from '../server.mjs';
+import { readSettings, startServer } from '../../server/start.mjs';
+import { folder, store } from '../settings.mjs';
 
 const args =
   '--no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking --disable-component-update --disable-sync';

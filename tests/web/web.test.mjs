@@ -9,10 +9,9 @@ import { basename, join } from 'node:path';
 import { after, test } from 'node:test';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { hold, readSettings, startServer } from '../server.mjs';
+import { buildFolder, inRoot, inSettings, readSettings, startServer } from '../../server/start.mjs';
+import { hold } from '../settings.mjs';
 
-const buildFolder = process.env.BUILD_DIR;
-const root = join(buildFolder, 'root');
 const program = join(buildFolder, 'dtv_manage.cgi');
 const server = await startServer();
 after(() => server.stop());
@@ -49,8 +48,9 @@ async function until(holds) {
 
 // Changes whenever a save has written or run something.
 function traces() {
-  const folders = ['var/packages/Cinquill/etc', 'var/log'].map((folder) => join(root, folder));
-  const files = folders.flatMap((folder) => readdirSync(folder).map((name) => join(folder, name)));
+  const files = [inSettings(''), inRoot('var/log')].flatMap((folder) =>
+    readdirSync(folder).map((name) => join(folder, name)),
+  );
   return files.map((file) => `${file} ${statSync(file).ino} ${statSync(file, { bigint: true }).mtimeNs}`);
 }
 
@@ -61,9 +61,12 @@ test('a save runs tool and script, signals the daemons, writes private files and
     const log = `root/var/log/${name}.log`;
     await until(() => existsSync(join(buildFolder, log)) && readLog(log) === `${name} SIGUSR2\n`);
   }
-  assert.equal(readLog('root/var/log/teskindex.log'), `teskindex -A "${root}/volume2/tv/rec" -P Cinquill\n`);
+  assert.equal(
+    readLog('root/var/log/teskindex.log'),
+    `teskindex -A "${inRoot('volume2/tv/rec')}" -P Cinquill\n`,
+  );
   assert.equal(readLog('root/var/log/teskdtv.log'), 'teskdtv.sh stop FORCE\n');
-  assert.equal(statSync(join(root, 'var/packages/Cinquill/etc/stream.conf')).mode & 0o77, 0);
+  assert.equal(statSync(inSettings('stream.conf')).mode & 0o77, 0);
   const { errinfo } = await perform({ action: 'save', share: 'video', subpath: 'shows/tv' });
   assert.deepEqual(errinfo, { sec: 'error', key: 'error_duplicate_path' });
   assert.match(readLog('server/error.log'), /dtv_manage:\d+ record folder conflicts/);
@@ -77,7 +80,6 @@ test('what is refused, and the headers of every answer', async (t) => {
   const states = traces();
   const get = { method: 'GET', user: null };
   const host = (Host) => ({ headers: { Host }, body });
-  const upgrade = { Connection: 'Upgrade, HTTP2-Settings', Upgrade: 'h2c', 'HTTP2-Settings': 'AAMAAABk' };
   const file = { method: 'GET', path: '/main.js' };
   const location = `${server.url}?a=b`;
   const rows = {
@@ -91,7 +93,6 @@ test('what is refused, and the headers of every answer', async (t) => {
     'a path below the program': { method: 'GET', path: '/dtv_manage.cgi/more', status: 404 },
     'a large body': { body: `${body}&x=${'x'.repeat(70000)}`, status: 413 },
     'a symbolic link': { method: 'GET', path: '/linked.html', status: 403 },
-    'HTTP/2': { method: 'GET', path: '/', headers: upgrade, status: 200 },
     'the page': { method: 'GET', path: '/', status: 200, has: { 'clear-site-data': '"storage"' } },
     'a file of the page': { ...file, status: 200, has: { 'clear-site-data': undefined } },
   };

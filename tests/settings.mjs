@@ -1,42 +1,8 @@
-// The real web server with the page and the program, and the appliance's files that they use.
+// The settings that tests store, and a tool that they hold.
 
-import { spawn } from 'node:child_process';
-import { once } from 'node:events';
 import { existsSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
-import { createServer } from 'node:net';
-import { join, resolve } from 'node:path';
-import { createInterface } from 'node:readline';
 
-if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
-const buildFolder = resolve(process.env.BUILD_DIR);
-const inRoot = (path) => join(buildFolder, 'root', path);
-const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
-
-async function findFreePort() {
-  const probe = createServer().listen(0, '127.0.0.1');
-  await once(probe, 'listening');
-  const { port } = probe.address();
-  probe.close();
-  return port;
-}
-
-// The server ends with this process, also when this one is killed.
-export async function startServer() {
-  const port = await findFreePort();
-  const serve = new URL('../server/serve.sh', import.meta.url).pathname;
-  const command = ['--pdeathsig', 'TERM', serve, buildFolder, '--port', port, '--reset'];
-  const child = spawn('setpriv', command, { stdio: ['ignore', 'pipe', 'inherit'] });
-  const stop = async () => child.kill() && once(child, 'exit');
-  let password;
-  for await (const line of createInterface({ input: child.stdout })) {
-    password ??= line.match(/^password: (.*)$/)?.[1];
-    const credentials = { username: 'admin', password };
-    if (line.startsWith('ready: ')) return { url: `http://127.0.0.1:${port}/`, credentials, stop };
-  }
-  throw new Error('the server ended before it was ready');
-}
-
-export const readSettings = (name) => JSON.parse(readFileSync(inSettings(name), 'utf8'));
+import { inRoot, inSettings } from '../server/start.mjs';
 
 export const folder = (share, subpath, section = 'tv_record') => ({ share, subpath, section });
 
