@@ -65,7 +65,7 @@ TEST(AppUsers, AreReturnedInPages) {
 
 TEST(AppUsers, AreListedWithEachCallFailing) {
   MakeAccounts();
-  WriteFile(Host::kPasswd, "u1:x:1000:1::/:\nboss:x:1004:1::/:\n");
+  WriteFile(Host::kPasswd, "u1:x:1000:1::/:\nnone:x:1002:1::/:\nboss:x:1004:1::/:\n");
   ExpectJournal("users.txt", [](int failing_call) {
     Host::SetError(0xAB);
     StartJournal(failing_call);
