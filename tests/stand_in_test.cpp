@@ -83,15 +83,6 @@ TEST(ShareDatabase, StoresTheIndexFlag) {
   EXPECT_EQ(GetFolderRealPath("tv", "x"), InRoot("/volume2/tv/x"));
 }
 
-TEST(KeyFiles, FailAtTheFileSizeLimit) {
-  const auto failure = [](const std::string& form) {
-    return Shell("(ulimit -f 0; trap '' XFSZ; QUERY_STRING='action=save&" + form + "'" + kProgram +
-                 ") 2>&1 | grep -o 'Failed.*'");
-  };
-  EXPECT_EQ(failure("share=tv"), "0: Failed to share index set\n");
-  EXPECT_EQ(failure("disable_dtv=yes"), "0: Failed to set disable DTV\n");
-}
-
 TEST(Signal, RejectsBadPidFiles) {
   const auto signal = [](const std::string& content) {
     WriteFile(kIndexDaemonPid, content);

@@ -118,12 +118,6 @@ TEST(FolderConflict, IsRefusedAndLogged) {
             "syslog error video_folders: [/video/] conflict with existing folder\n");
 }
 
-TEST(FolderPath, IsRelativeToTheShareOrReal) {
-  EXPECT_EQ(BuildFolderPath("tv", "/news/"), "/tv//news/");
-  EXPECT_EQ(GetFolderRealPath("tv", "/news"), InRoot("/volume2/tv//news"));
-  EXPECT_EQ(GetFolderRealPath("tv", ""), InRoot("/volume2/tv"));
-}
-
 TEST(IndexingServices, ReturnTheResult) {
   EXPECT_TRUE(RunIndexTool("/srv/tv", kIndexAdd));
   EXPECT_FALSE(RunIndexTool("", kIndexRemove)) << "the tool refuses an empty path";
