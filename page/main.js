@@ -22,7 +22,7 @@ const QUESTION = 1_000; // milliseconds before a question can be answered
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 'unchecked'];
 
-let phase = ''; // what the bar at the end says, by the name of its text
+let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
 let attempt = null; // a save whose outcome is not known yet: see merge.js
