@@ -9,6 +9,7 @@ import {
   REFUSALS,
   saveParameters,
   unitOf,
+  UNITS,
   withoutPasswords,
 } from './fields.js';
 import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
@@ -207,7 +208,7 @@ function risksOf(form) {
 async function send() {
   const earlier = attempt;
   sent = editedForm();
-  attempt = { before: loaded.form, sent };
+  attempt = { before: loaded.form, sent, units: UNITS };
   confirmedRisk = '';
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;
@@ -275,6 +276,7 @@ async function refreshIdleTab() {
   const news = takeOver(data).marked;
   if (loaded.unreadable.length > 0) sayPhase('unreadable');
   else if (news.length > 0) sayPhase('news');
+  else if (phase === 'unreadable') sayPhase('');
   else refresh();
 }
 

@@ -1,14 +1,11 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
-// not known yet: { before, sent, hasSucceeded }, with two forms; or null.
+// not known yet: { before, sent, units, hasSucceeded }, with two forms and the units that are open; or null.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
 export const namesOf = (units) => units.flatMap(({ shown }) => shown);
-const isShownBy =
-  ({ unreadable }) =>
-  (unit) =>
-    !isHidden(unit.file, unreadable);
+const isShown = (unit, { unreadable }) => !isHidden(unit.file, unreadable);
 const isTrigger = ({ fields }) => FIELDS[fields[0]].triggers;
 const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !form.dtv_service;
 
@@ -29,17 +26,19 @@ const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !for
 //   asked   the fields that the person has to check before a save
 export function merge(form, before, now, attempt) {
   if (before === null) return { taken: now.form, marked: [], asked: [] };
-  const isTouched = ({ fields }) =>
-    differ(form, before.form, fields) || (attempt !== null && differ(attempt.sent, attempt.before, fields));
-  const known = [before.form, form, attempt?.sent ?? form];
-  const isNew = (name) => now.form[name] !== before.form[name] && now.form[name] !== known[2][name];
-  const units = UNITS.filter(isShownBy(now));
-  const others = units.filter(({ shown }) => known.every((other) => differ(now.form, other, shown)));
+  const sentOf = (unit) => (attempt?.units.includes(unit) ? attempt.sent : form);
+  const isTouched = (unit) => [form, sentOf(unit)].some((own) => differ(own, before.form, unit.fields));
+  const isOther = (unit) =>
+    [form, sentOf(unit), before.form].every((own) => differ(now.form, own, unit.shown));
+  const newFieldsOf = (unit) =>
+    unit.shown.filter((name) => [before.form, sentOf(unit)].every((own) => differ(now.form, own, [name])));
+  const units = UNITS.filter((unit) => isShown(unit, now));
+  const others = units.filter(isOther);
   const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
   const asked = others.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
   return {
     taken: pick(namesOf(taken), now.form),
-    marked: namesOf(others.filter(isShownBy(before))).filter(isNew),
+    marked: others.filter((unit) => isShown(unit, before)).flatMap(newFieldsOf),
     asked: namesOf(asked).filter((name) => now.form[name] !== form[name]),
   };
 }
@@ -51,12 +50,13 @@ export function merge(form, before, now, attempt) {
 //            the same), and a new password, unless something of its file or a later one is as sent
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
-export function outcome({ before, sent, hasSucceeded }, now) {
+export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => !hasSucceeded && switchesOff(unit, sent);
-  const changed = UNITS.filter((unit) => differ(sent, before, unit.fields) || isOff(unit));
-  const shown = changed.filter((unit) => now !== null && isShownBy(now)(unit));
-  const inForce = (unit) => unit.shown.filter((name) => applies(name, sent));
-  const missing = shown.filter((unit) => differ(sent, now.form, inForce(unit)));
+  const changed = units.filter((unit) => differ(sent, before, unit.fields) || isOff(unit));
+  const shown = changed.filter((unit) => now !== null && isShown(unit, now));
+  // An untouched account is not sent.
+  const isSent = (name) => applies(name, sent) && (name !== 'account' || sent[name] !== before[name]);
+  const missing = shown.filter((unit) => differ(sent, now.form, unit.shown.filter(isSent)));
   const hidden = changed.filter((unit) => !shown.includes(unit));
   if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
@@ -70,9 +70,8 @@ export function outcome({ before, sent, hasSucceeded }, now) {
 
 // What a load leaves open of an attempt; null if nothing.
 export function openPart(attempt, now) {
-  if (attempt === null || now.unreadable.length === 0) return null;
-  const settled = pick(namesOf(UNITS.filter(isShownBy(now))), now.form);
-  return { ...attempt, before: { ...attempt.before, ...settled }, sent: { ...attempt.sent, ...settled } };
+  const units = (attempt?.units ?? []).filter((unit) => !isShown(unit, now));
+  return units.length > 0 ? { ...attempt, units } : null;
 }
 
 // What is stored, perhaps without effect: the values of units, by their first field. Adds `units` as they were
