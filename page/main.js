@@ -208,7 +208,7 @@ function risksOf(form) {
 async function send() {
   const earlier = attempt;
   sent = editedForm();
-  attempt = { before: loaded.form, sent, units: UNITS };
+  attempt = { before: loaded, sent, units: UNITS };
   confirmedRisk = '';
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;

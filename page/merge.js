@@ -1,6 +1,7 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
-// not known yet: { before, sent, units, hasSucceeded }, with two forms and the units that are open; or null.
+// not known yet: { before, sent, units, hasSucceeded }, with the load before it, the form that was sent, and the
+// units that are open; or null.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
@@ -47,25 +48,27 @@ export function merge(form, before, now, attempt) {
 // the units it changed that are
 //   missing  stored otherwise than sent
 //   unknown  hidden; after a failure, also the service where it is off (a switch that cannot be read looks
-//            the same), and a new password, unless something of its file or a later one is as sent
+//            the same), and a new password, unless something of its file or a later one is as sent; not
+//            if it was hidden before, because it may have been so
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => !hasSucceeded && switchesOff(unit, sent);
-  const changed = units.filter((unit) => differ(sent, before, unit.fields) || isOff(unit));
+  const isChanged = (fields) => differ(sent, before.form, fields);
+  const changed = units.filter((unit) => isChanged(unit.fields) || isOff(unit));
   const shown = changed.filter((unit) => now !== null && isShown(unit, now));
   // An untouched account is not sent.
-  const isSent = (name) => applies(name, sent) && (name !== 'account' || sent[name] !== before[name]);
+  const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
   const missing = shown.filter((unit) => differ(sent, now.form, unit.shown.filter(isSent)));
   const hidden = changed.filter((unit) => !shown.includes(unit));
   if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
-  const visible = asSent.filter((unit) => differ(sent, before, unit.shown));
+  const proofs = asSent.filter((unit) => isChanged(unit.shown) && (isTrigger(unit) || isShown(unit, before)));
   const provesPassword = (unit) => ['stream.conf', 'dtv_setting.conf'].includes(unit.file) && !isOff(unit);
   const isPasswordOpen = ({ fields }) =>
-    fields.includes('passwd') && sent.passwd !== '' && !visible.some(provesPassword);
+    fields.includes('passwd') && sent.passwd !== '' && !proofs.some(provesPassword);
   const open = asSent.filter((unit) => isOff(unit) || isPasswordOpen(unit));
-  return { missing, unknown: [...hidden, ...open], doubted: visible.slice(-1).filter(isTrigger) };
+  return { missing, unknown: [...hidden, ...open], doubted: proofs.slice(-1).filter(isTrigger) };
 }
 
 // What a load leaves open of an attempt; null if nothing.

@@ -45,7 +45,7 @@ const password = { passwd: 'new', password_confirm: 'new' };
 const isOff = { disable_dtv: true };
 const asks = (name) => ({ marked: name, asked: name });
 const runMerge = ({ form = {}, before = usual, now = {}, attempt }) => {
-  const open = attempt ? { before: usual.form, sent: typed(attempt), units: fields.UNITS } : null;
+  const open = attempt ? { sent: typed(attempt), units: fields.UNITS } : null;
   const { taken, marked, asked } = merge(typed(form, before), before, next(now, before), open);
   return { taken: Object.keys(taken).join(' '), marked: String(marked), asked: String(asked) };
 };
@@ -84,8 +84,10 @@ const later = { ...moved, pre_recording: '7' };
 const hidden = { ...noStream, ...isMoved };
 const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
+const nine = { streaming_limit: 9 };
+const both = { ...password, streaming_limit: '9' };
 const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) => {
-  const attempt = { before: before.form, sent: typed(sent, before), units: fields.UNITS, hasSucceeded };
+  const attempt = { before, sent: typed(sent, before), units: fields.UNITS, hasSucceeded };
   const units = outcome(attempt, now && next(now));
   const names = (found) => found.map(({ fields }) => fields[0]).join(' ');
   return Object.fromEntries(Object.entries(units).map(([name, found]) => [name, names(found)]));
@@ -97,9 +99,12 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
-  'after a password for another account': {
-    sent: { ...password, streaming_limit: '9' },
-    now: { account: 'bob', streaming_limit: 9 },
+  'after a password, whose account is replaced': { sent: both, now: { account: 'bob', ...nine } },
+  'after files that were hidden': {
+    before: next(noRecord),
+    sent: both,
+    now: nine,
+    gives: { unknown: 'enableauth' },
   },
   'near a password': { sent: password, gives: { unknown: 'enableauth' } },
   'while the service is off': {
