@@ -16,7 +16,7 @@ const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !for
 //   -----------------------   ----------------------------   --------------------------------------------
 //   anything                  hidden                         keeps its values
 //   unchanged                 as before                      keeps its values
-//   unchanged                 otherwise, or shown again      takes what is stored
+//   unchanged                 otherwise, or shown again      takes what is stored, and no typed password
 //   changed, or in `attempt`  as before, sent, in the form   keeps its values
 //   changed, or in `attempt`  otherwise                      keeps its values, asks
 //
@@ -38,7 +38,10 @@ export function merge(form, before, now, attempt) {
   const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
   const asked = others.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
   return {
-    taken: pick(namesOf(taken), now.form),
+    taken: pick(
+      taken.flatMap(({ fields }) => fields),
+      now.form,
+    ),
     marked: others.filter((unit) => isShown(unit, before)).flatMap(newFieldsOf),
     asked: namesOf(asked).filter((name) => now.form[name] !== form[name]),
   };
