@@ -4,6 +4,7 @@ import { request } from './api.js';
 import { applies, destination, duration, FIELDS, formToSave, isHidden, problemsOf } from './fields.js';
 import {
   differ,
+  pick,
   readLoad,
   refusedFields,
   REFUSALS,
@@ -22,7 +23,6 @@ const SETTLE = 300; // milliseconds; another session that loaded before this sav
 const QUESTION = 1_000; // milliseconds before a question can be answered
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 'unchecked'];
-
 let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
@@ -227,18 +227,18 @@ function sayUnchecked(failure) {
   if (failure) return sayFailed(failure, [text('not_known')]);
   loaded = { ...loaded, form: withoutPasswords(sent) };
   attempt = null;
-  clearSentPassword();
+  settleSignIn();
   return sayPhase('unchecked');
 }
 
-function clearSentPassword() {
-  if (sent.passwd) writeForm(withoutPasswords(readForm()));
+function settleSignIn() {
+  if (sent.passwd) writeForm({ ...readForm(), ...pick(unitOf('passwd').fields, loaded.form) });
 }
 
 function sayOutcome(failure, { missing, doubted }) {
   const isUnread = loaded.unreadable.length > 0;
   const isOpen = unknown.length > 0 || isUnread;
-  if (![...missing, ...unknown].includes(unitOf('passwd'))) clearSentPassword();
+  if (![...missing, ...unknown].includes(unitOf('passwd'))) settleSignIn();
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
     failure && missing.length === 0 && !isOpen && text('all_stored'),
