@@ -56,7 +56,7 @@ export function merge(form, before, now, attempt) {
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
-  const isOff = (unit) => !hasSucceeded && switchesOff(unit, sent);
+  const isOff = (unit) => !hasSucceeded && [sent, now?.form ?? sent].every((form) => switchesOff(unit, form));
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields) || isOff(unit));
   const shown = changed.filter((unit) => now !== null && isShown(unit, now));

@@ -89,6 +89,7 @@ const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
 const nine = { streaming_limit: 9 };
 const both = { ...password, streaming_limit: '9' };
+const moving = { before: first(isOff), sent: moved };
 const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) => {
   const attempt = { before, sent: typed(sent, before), units: fields.UNITS, hasSucceeded };
   const units = outcome(attempt, now && next(now));
@@ -110,12 +111,8 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
     gives: { unknown: 'enableauth' },
   },
   'near a password': { sent: password, gives: { unknown: 'enableauth' } },
-  'while the service is off': {
-    before: first(isOff),
-    sent: moved,
-    now: isAll,
-    gives: { unknown: service, doubted: 'share' },
-  },
+  'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
+  'while others switch the service on': { ...moving, now: isMoved, gives: { doubted: 'share' } },
   'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
 });
 const noLimit = { enable_viewer_limit: false };
