@@ -138,7 +138,7 @@ function refreshFields() {
   setText(element('destination'), folder && text('destination', folder));
   setText(element('moving'), old && folder && folder !== old && text('moving', old));
   setText(element('stopping'), stored.dtv_service && !form.dtv_service && text('stopping'));
-  element('passwd-hint').hidden = !stored.account;
+  element('passwd-hint').hidden = !stored.account || loaded.unreadable.includes('stream.conf');
   element('reveal').disabled = element('passwd').disabled;
 }
 
@@ -276,7 +276,7 @@ async function refreshIdleTab() {
   const news = takeOver(data).marked;
   if (loaded.unreadable.length > 0) sayPhase('unreadable');
   else if (news.length > 0) sayPhase('news');
-  else if (phase === 'unreadable') sayPhase('');
+  else if (['unreadable', 'asking'].includes(phase)) sayPhase('');
   else refresh();
 }
 

@@ -76,7 +76,9 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
 
 // What a load leaves open of an attempt; null if nothing.
 export function openPart(attempt, now) {
-  const units = (attempt?.units ?? []).filter((unit) => !isShown(unit, now));
+  const units = (attempt?.units ?? []).filter(
+    (unit) => !isShown(unit, now) && differ(attempt.sent, attempt.before.form, unit.fields),
+  );
   return units.length > 0 ? { ...attempt, units } : null;
 }
 

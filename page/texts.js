@@ -133,7 +133,7 @@ export const languages = {
     streaming_limit: 'Höchstzahl der Zuschauer',
     conflict: 'Ein anderes Programm benutzt den TV-Tuner. Beenden Sie es oder geben Sie ihm einen anderen.',
     hidden: 'Eine Datei fehlt vielleicht oder ist beschädigt. Speichern ersetzt sie durch das Angezeigte.',
-    folder_hidden: 'Die Ordnerliste ist vielleicht beschädigt. Ein anderer Ordner ersetzt sie dann ganz.',
+    folder_hidden: 'Die Ordnerliste ist vielleicht beschädigt. Ein anderer Ordner verdrängt dann andere.',
     save: 'Speichern',
     discard: 'Verwerfen',
     retry: 'Erneut versuchen',
