@@ -236,8 +236,8 @@ function settleSignIn() {
 }
 
 function sayOutcome(failure, { missing, doubted }) {
-  const isUnread = loaded.unreadable.length > 0;
-  const isOpen = unknown.length > 0 || isUnread;
+  const hasUnread = loaded.unreadable.length > 0;
+  const isOpen = unknown.length > 0 || hasUnread;
   if (![...missing, ...unknown].includes(unitOf('passwd'))) settleSignIn();
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
@@ -249,7 +249,7 @@ function sayOutcome(failure, { missing, doubted }) {
   ];
   if (failure) return sayFailed(failure, sentences, namesOf(doubted));
   if (missing.length > 0) return say('lost', [text('lost'), ...sentences]);
-  if (isUnread) return sayPhase('unreadable', text('saved'));
+  if (hasUnread) return sayPhase('unreadable', text('saved'));
   return say(hasDoubts ? 'noticed' : 'saved', [text('saved'), ...sentences]);
 }
 

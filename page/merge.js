@@ -51,8 +51,8 @@ export function merge(form, before, now, attempt) {
 // the units it changed that are
 //   missing  stored otherwise than sent
 //   unknown  hidden; after a failure, also the service where it is off (a switch that cannot be read looks
-//            the same), and a new password, unless something of its file or a later one is as sent; not
-//            if it was hidden before, because it may have been so
+//            the same), and a new password, unless something of its file or a later one is as sent. What
+//            was hidden before proves nothing: it may have been stored already.
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # server/serve.sh BUILD_DIR [OPTION...]
 # Serves the settings page and the program of one build folder as `./run` does, which sources this
-# file; `./run --help` explains the options. As run explains, nothing before "ready" uses $().
+# file; `./run --help` explains the options. When run sources it, nothing before "ready" uses $().
 
 set -euo pipefail
 umask 077 # settings hold a plain-text password

@@ -37,7 +37,7 @@ struct FileContent {
 FileContent ReadRegularFile(const char* file);
 
 // Reads a key file, comments included. A missing file gives an empty one, any other failure null.
-// If the file does not begin with a group, `group_line` stands before its text.
+// A file that cannot be parsed is parsed once more with `group_line` before its text.
 GKeyFilePtr LoadKeyFile(const char* file, const std::string& group_line = "");
 
 // Replaces the file by `key_file` in one step.
