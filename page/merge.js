@@ -50,15 +50,14 @@ export function merge(form, before, now, attempt) {
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
 //   missing  stored otherwise than sent
-//   unknown  hidden; after a failure, also the service where it is off (a switch that cannot be read looks
-//            the same), and a new password, unless something of its file or a later one is as sent. What
-//            was hidden before proves nothing: it may have been stored already.
+//   unknown  hidden; after a failure, also a new password, and the service where it is off: a switch that
+//            cannot be read looks the same
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
-  const isOff = (unit) => !hasSucceeded && [sent, now?.form ?? sent].every((form) => switchesOff(unit, form));
+  const isOff = (unit) => [sent, now?.form ?? sent].every((form) => switchesOff(unit, form));
   const isChanged = (fields) => differ(sent, before.form, fields);
-  const changed = units.filter((unit) => isChanged(unit.fields) || isOff(unit));
+  const changed = units.filter((unit) => isChanged(unit.fields) || (!hasSucceeded && isOff(unit)));
   const shown = changed.filter((unit) => now !== null && isShown(unit, now));
   // An untouched account is not sent.
   const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
@@ -66,12 +65,10 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
   const hidden = changed.filter((unit) => !shown.includes(unit));
   if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
-  const proofs = asSent.filter((unit) => isChanged(unit.shown) && (isTrigger(unit) || isShown(unit, before)));
-  const provesPassword = (unit) => ['stream.conf', 'dtv_setting.conf'].includes(unit.file) && !isOff(unit);
-  const isPasswordOpen = ({ fields }) =>
-    fields.includes('passwd') && sent.passwd !== '' && !proofs.some(provesPassword);
-  const open = asSent.filter((unit) => isOff(unit) || isPasswordOpen(unit));
-  return { missing, unknown: [...hidden, ...open], doubted: proofs.slice(-1).filter(isTrigger) };
+  const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
+  const open = asSent.filter((unit) => isOff(unit) || hasPassword(unit));
+  const last = asSent.filter((unit) => isChanged(unit.shown)).slice(-1);
+  return { missing, unknown: [...hidden, ...open], doubted: last.filter(isTrigger) };
 }
 
 // What a load leaves open of an attempt; null if nothing.

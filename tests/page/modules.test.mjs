@@ -87,8 +87,6 @@ const later = { ...moved, pre_recording: '7' };
 const hidden = { ...noStream, ...isMoved };
 const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
-const nine = { streaming_limit: 9 };
-const both = { ...password, streaming_limit: '9' };
 const moving = { before: first(isOff), sent: moved };
 const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) => {
   const attempt = { before, sent: typed(sent, before), units: fields.UNITS, hasSucceeded };
@@ -103,14 +101,7 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
-  'after a password, whose account is replaced': { sent: both, now: { account: 'bob', ...nine } },
-  'after files that were hidden': {
-    before: next(noRecord),
-    sent: both,
-    now: nine,
-    gives: { unknown: 'enableauth' },
-  },
-  'near a password': { sent: password, gives: { unknown: 'enableauth' } },
+  'with a password': { sent: password, gives: { unknown: 'enableauth' } },
   'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
   'while others switch the service on': { ...moving, now: isMoved, gives: { doubted: 'share' } },
   'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
