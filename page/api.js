@@ -12,9 +12,8 @@ const REASONS = {
   504: 'too_slow',
 };
 
-// `key` says why a request did not succeed: the program's own error key, which it has for some refusals only,
-// or one of this page's.
-const failure = (key) => Object.assign(new Error(key ?? 'no reason given'), { key });
+// `key` says why a request did not succeed: the program's own error key, or one of this page's.
+const failure = (key) => Object.assign(new Error(key), { key });
 
 export async function request(action, parameters = {}) {
   const body = new URLSearchParams({ action, ...parameters });
@@ -23,7 +22,7 @@ export async function request(action, parameters = {}) {
   const response = await fetch('/dtv_manage.cgi', options).catch(fail);
   if (REASONS[response.status]) throw failure(REASONS[response.status]);
   const { success, errinfo, data } = (await response.json().catch(fail)) ?? {};
-  if (success === false) throw failure(errinfo?.key);
+  if (success === false) throw failure(errinfo?.key ?? 'unknown');
   const isWhole = action === 'save' || typeof data?.dtv_destination === 'string';
   if (success !== true || !isWhole) throw failure('unexpected');
   return data;

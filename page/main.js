@@ -1,18 +1,9 @@
 // Shows the stored settings in the form and saves what was changed.
 
 import { request } from './api.js';
-import { applies, destination, duration, FIELDS, formToSave, isHidden, problemsOf } from './fields.js';
-import {
-  differ,
-  pick,
-  readLoad,
-  refusedFields,
-  REFUSALS,
-  saveParameters,
-  unitOf,
-  UNITS,
-  withoutPasswords,
-} from './fields.js';
+import { applies, destination, duration, FIELDS, isHidden, problemsOf, unitOf, UNITS } from './fields.js';
+import { differ, formToSave, pick, withoutPasswords } from './fields.js';
+import { readLoad, refusedFields, REFUSALS, saveParameters } from './fields.js';
 import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
 import { errorText, language, text, texts } from './texts.js';
 
@@ -27,7 +18,7 @@ let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
 let attempt = null; // a save whose outcome is not known yet: see merge.js
-let sent = null; // what was sent last
+let sent = null; // what was sent last, refused saves aside
 let unknown = []; // the units of it that may be stored or not
 let marked = []; // the fields that another session has changed, until the next save or discard
 let asked = []; // the fields in which something else is stored, about which the person was asked
@@ -100,7 +91,7 @@ function ask(questions, fields) {
 
 function sayFailed(error, sentences, fields) {
   console.error(error);
-  say('failed', [errorText(error.key), ...sentences], fields);
+  say('failed', [errorText(error.key ?? 'unexpected'), ...sentences], fields);
 }
 
 function refresh() {
@@ -159,8 +150,7 @@ function takeOver(data) {
   const merged = merge(form, before, loaded, attempt);
   const result = attempt && outcome(attempt, loaded);
   if (attempt) unknown = result.unknown;
-  doubts = doubtsAfter(doubts, result?.doubted ?? [], attempt?.sent, loaded);
-  history.replaceState({ doubts }, ''); // survives a reload
+  noteDoubts(result?.doubted ?? []);
   attempt = openPart(attempt, loaded);
   marked = [...marked, ...merged.marked];
   asked = merged.asked;
@@ -169,7 +159,13 @@ function takeOver(data) {
   return { ...merged, ...result };
 }
 
-const load = (end) =>
+function noteDoubts(doubted) {
+  doubts = doubtsAfter(doubts, doubted, sent, loaded);
+  history.replaceState({ doubts }, ''); // survives a reload
+}
+
+// Shows what is stored, and drops what was typed.
+const startOver = (end) =>
   run('loading', async () => {
     takeOver(await request('load'));
     [attempt, refusal, confirmedRisk, marked, asked, unknown] = [null, null, '', [], [], []];
@@ -206,14 +202,15 @@ function risksOf(form) {
 
 // Only the load after the save shows what is stored.
 async function send() {
-  const earlier = attempt;
+  const earlier = { attempt, sent };
   sent = editedForm();
   attempt = { before: loaded, sent, units: UNITS };
   confirmedRisk = '';
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;
   if (Object.hasOwn(REFUSALS, failure?.key)) {
-    [attempt, refusal] = [earlier, { key: failure.key, sent }];
+    refusal = { key: failure.key, sent };
+    ({ attempt, sent } = earlier);
     return shownProblems().size > 0 ? sayInvalid() : sayFailed(failure, [text('nothing_saved')]);
   }
   await new Promise((resolve) => setTimeout(resolve, SETTLE));
@@ -227,6 +224,7 @@ function sayUnchecked(failure) {
   if (failure) return sayFailed(failure, [text('not_known')]);
   loaded = { ...loaded, form: withoutPasswords(sent) };
   attempt = null;
+  noteDoubts([]);
   settleSignIn();
   return sayPhase('unchecked');
 }
@@ -236,20 +234,19 @@ function settleSignIn() {
 }
 
 function sayOutcome(failure, { missing, doubted }) {
-  const hasUnread = loaded.unreadable.length > 0;
-  const isOpen = unknown.length > 0 || hasUnread;
+  const isOpen = unknown.length > 0 || loaded.unreadable.length > 0;
   if (![...missing, ...unknown].includes(unitOf('passwd'))) settleSignIn();
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
     failure && missing.length === 0 && !isOpen && text('all_stored'),
+    isOpen && text(failure ? 'not_known' : 'unchecked'),
     missing.length > 0 && text('not_stored'),
-    isOpen && text('not_known'),
     hasDoubts && text('doubtful'),
     marked.length > 0 && text('news'),
   ];
   if (failure) return sayFailed(failure, sentences, namesOf(doubted));
   if (missing.length > 0) return say('lost', [text('lost'), ...sentences]);
-  if (hasUnread) return sayPhase('unreadable', text('saved'));
+  if (isOpen) return sayPhase('unreadable', ...sentences);
   return say(hasDoubts ? 'noticed' : 'saved', [text('saved'), ...sentences]);
 }
 
@@ -266,7 +263,8 @@ async function run(progress, work) {
   if (field) element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
 }
 
-// A tab that comes back to the front shows what is stored now, unless it has changes to lose.
+// A tab that comes back to the front shows what is stored now, unless it has changes to lose. Remarks stand at
+// what others have changed, also at a service that they have switched off: nothing is asked.
 async function refreshIdleTab() {
   const shown = loaded;
   const isIdle = () => shown !== null && loaded === shown && !document.hidden && !isBusy() && !hasChanges();
@@ -316,8 +314,8 @@ element('fields').addEventListener('focusout', ({ target }) => {
   checked.add(target.id);
   check();
 });
-element('retry').addEventListener('click', () => load('loaded'));
-element('discard').addEventListener('click', () => load('discarded'));
+element('retry').addEventListener('click', () => startOver('loaded'));
+element('discard').addEventListener('click', () => startOver('discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
 addEventListener('click', check);
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));
@@ -328,4 +326,4 @@ for (const shown of document.querySelectorAll('[data-text]')) shown.textContent 
 inputs.forEach(addLabels);
 element('unsupported').remove();
 document.querySelector('main').hidden = false;
-load('');
+startOver('');
