@@ -1,7 +1,7 @@
 // Shows the stored settings in the form and saves what was changed.
 
 import { request } from './api.js';
-import { applies, destination, duration, FIELDS, isHidden, problemsOf, unitOf, UNITS } from './fields.js';
+import { applies, destination, duration, FIELDS, isHidden, problemsOf, UNITS } from './fields.js';
 import { differ, formToSave, pick, withoutPasswords } from './fields.js';
 import { readLoad, refusedFields, REFUSALS, saveParameters } from './fields.js';
 import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
@@ -82,11 +82,8 @@ function sayInvalid() {
 
 function ask(questions, fields) {
   askedAt = performance.now();
-  say(
-    'asking',
-    questions.map((name) => text(name)),
-    fields,
-  );
+  const sentences = questions.map((name) => text(name));
+  say('asking', sentences, fields);
 }
 
 function sayFailed(error, sentences, fields) {
@@ -225,17 +222,18 @@ function sayUnchecked(failure) {
   loaded = { ...loaded, form: withoutPasswords(sent) };
   attempt = null;
   noteDoubts([]);
-  settleSignIn();
+  showStored(UNITS);
   return sayPhase('unchecked');
 }
 
-function settleSignIn() {
-  if (sent.passwd) writeForm({ ...readForm(), ...pick(unitOf('passwd').fields, loaded.form) });
+// After a save: drops the passwords, and what was typed into fields that do not apply.
+function showStored(units) {
+  for (const { fields } of units) writeForm({ ...readForm(), ...pick(fields, loaded.form) });
 }
 
 function sayOutcome(failure, { missing, doubted }) {
   const isOpen = unknown.length > 0 || loaded.unreadable.length > 0;
-  if (![...missing, ...unknown].includes(unitOf('passwd'))) settleSignIn();
+  showStored(UNITS.filter((unit) => ![...missing, ...unknown].includes(unit)));
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
     failure && missing.length === 0 && !isOpen && text('all_stored'),
