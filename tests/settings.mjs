@@ -48,10 +48,13 @@ export function hold() {
   const held = inRoot('var/run/held');
   const original = readFileSync(script);
   const wait = `while [ -e '${held}' ] && kill -0 ${process.pid}; do sleep 0.1; done`;
-  writeFileSync(script, `#!/bin/sh\ntouch '${held}'\n${wait}\n`);
+  writeFileSync(
+    script,
+    `#!/bin/sh\nls -l /proc/$$/fd > '${held}.new'; mv '${held}.new' '${held}'\n${wait}\n`,
+  );
   const release = () => {
     rmSync(held, { force: true });
     writeFileSync(script, original);
   };
-  return { isHeld: () => existsSync(held), release };
+  return { isHeld: () => existsSync(held), descriptors: () => readFileSync(held, 'utf8'), release };
 }

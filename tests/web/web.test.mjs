@@ -117,6 +117,7 @@ test('a save waits for the one before, and a client that hangs up stops neither'
   const hangUp = new AbortController();
   const first = send({ body: 'action=save&share=photo&subpath=first&disable_dtv=no', signal: hangUp.signal });
   await until(held.isHeld);
+  assert.doesNotMatch(held.descriptors(), /request\.lock/, 'a tool that goes on holds no lock');
   hangUp.abort();
   await assert.rejects(first);
   const second = perform({ action: 'save', share: 'music', subpath: 'second', post_recording: 99 });
