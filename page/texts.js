@@ -48,8 +48,8 @@ export const languages = {
     unsaved: 'Unsaved changes',
     invalid: 'Fields to correct: {}',
     contested: 'Not saved yet: something else is stored. Check the fields with a remark, then save.',
-    unreadable: 'Some settings may be unreadable. They have a remark.',
-    check_hidden: 'Not saved yet: some settings may be unreadable. Check those with a remark, then save.',
+    unreadable: 'Some settings may be unreadable: see the notices.',
+    check_hidden: 'Not saved yet: some settings may be unreadable. Check those with a notice, then save.',
     first_folder: 'Not saved yet: if the list of folders is damaged, saving again loses all other libraries.',
     saving: 'Saving… This can take a minute.',
     saved: 'Settings saved.',
@@ -65,7 +65,7 @@ export const languages = {
     mark: 'unsaved',
     changed: 'Changed in another window or by someone else.',
     stored_now: 'Stored now: {}',
-    switched_off: 'Switched off in another window or by someone else, or unreadable. Check it first.',
+    switched_off: 'Switched off elsewhere, or unreadable. Check it before you save.',
     on: 'on',
     off: 'off',
     empty: '(empty)',
@@ -83,7 +83,7 @@ export const languages = {
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
     share_doubt:
-      'The folder {} is stored but may not have been set up. 1. Check that the shared folder exists. 2. Save another existing folder. 3. Save this one again.',
+      'The folder {} may not have been set up. 1. If the device took too long, wait ten minutes. 2. Check that the shared folder exists. 3. Save another existing folder. 4. Save this one again.',
     dtv_service_doubt: 'The service may not have switched. Switch it the other way, save, switch back, save.',
     errors: {
       unknown: 'The device reported an error.',
@@ -135,7 +135,7 @@ export const languages = {
       'Ein anderes Programm benutzt den TV-Tuner. Beenden Sie es oder geben Sie ihm einen anderen Tuner.',
     hidden: 'Eine Datei fehlt vielleicht oder ist beschädigt. Speichern ersetzt sie durch das Angezeigte.',
     folder_hidden:
-      'Die Ordnerliste ist vielleicht beschädigt. Mit einem anderen Ordner gehen dann Bibliotheken verloren.',
+      'Die Ordnerliste ist vielleicht beschädigt. Wer jetzt den Ordner ändert, verliert andere Bibliotheken.',
     save: 'Speichern',
     discard: 'Verwerfen',
     retry: 'Erneut versuchen',
@@ -144,11 +144,13 @@ export const languages = {
     discarded: 'Änderungen verworfen.',
     unsaved: 'Ungespeicherte Änderungen',
     invalid: 'Zu berichtigende Felder: {}',
-    contested: 'Noch nicht gespeichert: Etwas anderes ist gespeichert. Prüfen Sie die Felder mit Anmerkung.',
-    unreadable: 'Einstellungen mit einer Anmerkung sind vielleicht nicht lesbar.',
-    check_hidden: 'Noch nicht gespeichert: Prüfen Sie erst die vielleicht unlesbaren Felder mit Anmerkung.',
+    contested:
+      'Noch nicht gespeichert: Gespeichert ist etwas anderes. Prüfen Sie die Felder mit einer Anmerkung, dann speichern Sie.',
+    unreadable: 'Einige Einstellungen sind vielleicht nicht lesbar: siehe die Hinweise.',
+    check_hidden:
+      'Noch nicht gespeichert: Manche Einstellungen sind vielleicht nicht lesbar. Prüfen Sie die mit einem Hinweis, dann speichern Sie.',
     first_folder:
-      'Noch nicht gespeichert: Ist die Ordnerliste beschädigt, gehen alle anderen Bibliotheken verloren.',
+      'Noch nicht gespeichert: Ist die Ordnerliste beschädigt, gehen beim nächsten Speichern alle anderen Bibliotheken verloren.',
     saving: 'Wird gespeichert … Das kann eine Minute dauern.',
     saved: 'Einstellungen gespeichert.',
     unchecked: 'Gespeichert, aber was gespeichert ist, ließ sich nicht prüfen.',
@@ -163,7 +165,7 @@ export const languages = {
     mark: 'ungespeichert',
     changed: 'In einem anderen Fenster oder von jemand anderem geändert.',
     stored_now: 'Jetzt gespeichert: {}',
-    switched_off: 'Von anderen oder in einem anderen Fenster abgeschaltet, oder nicht lesbar. Erst prüfen.',
+    switched_off: 'Anderswo abgeschaltet, oder nicht lesbar. Prüfen Sie das vor dem Speichern.',
     on: 'ein',
     off: 'aus',
     empty: '(leer)',
@@ -181,7 +183,7 @@ export const languages = {
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
     share_doubt:
-      'Der Ordner {} ist gespeichert, aber vielleicht nicht eingerichtet. 1. Prüfen Sie, ob es den freigegebenen Ordner gibt. 2. Speichern Sie einen anderen vorhandenen Ordner. 3. Speichern Sie wieder diesen.',
+      'Der Ordner {} ist vielleicht nicht eingerichtet. 1. Hat das Gerät zu lange gebraucht, warten Sie zehn Minuten. 2. Prüfen Sie, ob es den freigegebenen Ordner gibt. 3. Speichern Sie einen anderen vorhandenen Ordner. 4. Speichern Sie wieder diesen.',
     dtv_service_doubt:
       'Der Dienst hat vielleicht nicht umgeschaltet. Schalten Sie ihn um, speichern Sie, schalten Sie zurück, speichern Sie.',
     errors: {
@@ -194,7 +196,7 @@ export const languages = {
       signed_out: 'Ihre Anmeldung wurde nicht angenommen. Laden Sie die Seite neu und melden Sie sich an.',
       error_privilege_not_enough: 'Nur Administratoren können diese Einstellungen sehen und ändern.',
       error_duplicate_path:
-        'Eine andere Bibliothek benutzt {}, einen Ordner darin oder darüber. Wählen Sie einen anderen.',
+        'Eine andere Bibliothek benutzt {}, einen Ordner darin oder darüber. Wählen Sie einen anderen Ordner.',
     },
   },
 };
