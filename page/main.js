@@ -17,7 +17,7 @@ const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 
 let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
-let attempt = null; // a save whose outcome is not known yet: see merge.js
+let attempt = history.state?.attempt ?? null; // a save whose outcome is not known yet: see merge.js
 let sent = null; // what was sent last, refused saves aside
 let unknown = []; // the units of it that may be stored or not
 let marked = []; // the fields that another session has changed, until the next save or discard
@@ -147,7 +147,7 @@ function takeOver(data) {
   const merged = merge(form, before, loaded, attempt);
   const result = attempt && outcome(attempt, loaded);
   if (attempt) unknown = result.unknown;
-  noteDoubts(result?.doubted ?? []);
+  noteDoubts(result?.doubted);
   attempt = openPart(attempt, loaded);
   marked = [...marked, ...merged.marked];
   asked = merged.asked;
@@ -156,8 +156,8 @@ function takeOver(data) {
   return { ...merged, ...result };
 }
 
-function noteDoubts(doubted) {
-  doubts = doubtsAfter(doubts, doubted, sent, loaded);
+function noteDoubts(doubted = []) {
+  doubts = doubtsAfter(doubts, doubted, attempt?.sent, loaded);
   history.replaceState({ doubts }, ''); // survives a reload
 }
 
@@ -203,11 +203,14 @@ async function send() {
   sent = editedForm();
   attempt = { before: loaded, sent, units: UNITS };
   confirmedRisk = '';
+  // If the page is reloaded before it knows the outcome, the new one judges the save.
+  history.replaceState({ doubts, attempt: { ...attempt, sent: withoutPasswords(sent) } }, '');
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;
   if (Object.hasOwn(REFUSALS, failure?.key)) {
     refusal = { key: failure.key, sent };
     ({ attempt, sent } = earlier);
+    noteDoubts();
     return shownProblems().size > 0 ? sayInvalid() : sayFailed(failure, [text('nothing_saved')]);
   }
   await new Promise((resolve) => setTimeout(resolve, SETTLE));
@@ -221,18 +224,19 @@ function sayUnchecked(failure) {
   if (failure) return sayFailed(failure, [text('not_known')]);
   loaded = { ...loaded, form: withoutPasswords(sent) };
   attempt = null;
-  noteDoubts([]);
+  noteDoubts();
   showStored(UNITS);
   return sayPhase('unchecked');
 }
 
-// After a save: drops the passwords, and what was typed into fields that do not apply.
+// Drops what the load after a save does not show: passwords, and what was typed where it does not apply.
 function showStored(units) {
-  for (const { fields } of units) writeForm({ ...readForm(), ...pick(fields, loaded.form) });
+  const fields = units.flatMap((unit) => unit.fields);
+  writeForm({ ...readForm(), ...pick(fields, loaded.form) });
 }
 
 function sayOutcome(failure, { missing, doubted }) {
-  const isOpen = unknown.length > 0 || loaded.unreadable.length > 0;
+  const isOpen = unknown.length > 0 || isUnread('enableauth');
   showStored(UNITS.filter((unit) => ![...missing, ...unknown].includes(unit)));
   const hasDoubts = Object.keys(doubts).length > 0;
   const sentences = [
@@ -244,7 +248,7 @@ function sayOutcome(failure, { missing, doubted }) {
   ];
   if (failure) return sayFailed(failure, sentences, namesOf(doubted));
   if (missing.length > 0) return say('lost', [text('lost'), ...sentences]);
-  if (isOpen) return sayPhase('unreadable', ...sentences);
+  if (isOpen) return say('unchecked', sentences);
   return say(hasDoubts ? 'noticed' : 'saved', [text('saved'), ...sentences]);
 }
 
@@ -261,8 +265,8 @@ async function run(progress, work) {
   if (field) element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
 }
 
-// A tab that comes back to the front shows what is stored now, unless it has changes to lose. Remarks stand at
-// what others have changed, also at a service that they have switched off: nothing is asked.
+// A tab that comes back to the front shows what is stored now, unless it has changes to lose. It asks nothing:
+// remarks tell what others have changed, also that they have switched the service off.
 async function refreshIdleTab() {
   const shown = loaded;
   const isIdle = () => shown !== null && loaded === shown && !document.hidden && !isBusy() && !hasChanges();

@@ -50,15 +50,16 @@ export function merge(form, before, now, attempt) {
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
 //   missing  stored otherwise than sent
-//   unknown  hidden; after a failure, also a new password, and the service where it is off: a switch that
-//            cannot be read looks the same
+//   unknown  hidden, or a destination where none is shown: the list of folders may be unreadable. After a
+//            failure, also a new password, and the service where it is off: an unreadable switch looks the same.
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => [sent, now?.form ?? sent].every((form) => switchesOff(unit, form));
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields) || (!hasSucceeded && isOff(unit)));
-  const shown = changed.filter((unit) => now !== null && isShown(unit, now));
+  const isEmpty = ({ fields }) => fields.includes('share') && !now.form.share;
+  const shown = changed.filter((unit) => now !== null && isShown(unit, now) && !isEmpty(unit));
   // An untouched account is not sent.
   const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
   const missing = shown.filter((unit) => differ(sent, now.form, unit.shown.filter(isSent)));
@@ -80,9 +81,11 @@ export function openPart(attempt, now) {
 }
 
 // What is stored, perhaps without effect: the values of units, by their first field. Adds `units` as they were
-// `sent` to the `doubts` so far, and drops a doubt once another value is stored.
+// `sent` to the `doubts` so far, and drops a doubt once another value is stored. An empty destination is none:
+// the list of folders may be unreadable.
 export function doubtsAfter(doubts, units, sent, now) {
   const added = Object.fromEntries(units.map(({ fields }) => [fields[0], pick(fields, sent)]));
-  const isStored = ([, values]) => !differ(values, now.form, Object.keys(values));
+  const isStored = ([name, values]) =>
+    now.form[name] === '' || !differ(values, now.form, Object.keys(values));
   return Object.fromEntries(Object.entries({ ...doubts, ...added }).filter(isStored));
 }

@@ -17,6 +17,7 @@ function table(title, usualResult, run, rows) {
 // What a load shows without record.conf, without stream.conf, without both.
 const off = { closestreaming: false, enableauth: false, enable_viewer_limit: false };
 const none = { passwd: undefined, account: undefined, streaming_limit: 1 };
+const noFolder = { dtv_destination: '' };
 const times = { pre_recording: 180, post_recording: 120 };
 const noRecord = { ...off, ...none, pre_recording: 0, post_recording: 0 };
 const noStream = { ...off, ...times, account: null, streaming_limit: 0 };
@@ -36,7 +37,7 @@ table('a load', shown(usual), ({ load }) => shown(load), {
   'of a new device': { load: first(noFiles), gives: fresh },
   'that loses stream.conf': { load: next(noStream), gives: { unreadable: 'stream.conf' } },
   'that loses both': { load: next(noFiles, next(noFiles)), gives: { unreadable: 'record.conf,stream.conf' } },
-  'that loses the folder': { load: next({ dtv_destination: '' }), gives: { unreadable: 'folder.conf' } },
+  'that loses the folder': { load: next(noFolder), gives: { unreadable: 'folder.conf' } },
   'of a limit of 1 alone': { load: first({ ...noStream, streaming_limit: 1 }), gives: fresh },
 });
 
@@ -102,6 +103,7 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
   'with a password': { sent: password, gives: { unknown: 'enableauth' } },
+  'of a first folder': { before: first(noFolder), sent: moved, now: noFolder, gives: { unknown: 'share' } },
   'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
   'while others switch the service on': { ...moving, now: isMoved, gives: { doubted: 'share' } },
   'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
@@ -126,6 +128,7 @@ test('a doubt ends when another value is stored', () => {
   const doubts = doubtsAfter({}, [fields.unitOf('share'), fields.unitOf(service)], sent, { form: sent });
   assert.deepEqual(doubts, { share: moved, dtv_service: { dtv_service: false } });
   assert.deepEqual(doubtsAfter(doubts, [], sent, next(isMoved)), { share: moved });
+  assert.deepEqual(doubtsAfter(doubts, [], sent, first(noFolder)), { share: moved });
 });
 
 const needsPassword = 'password_missing';

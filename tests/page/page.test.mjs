@@ -245,8 +245,17 @@ test('keeps what was typed when an answer is lost, and finds out what was saved'
   await page.unrouteAll();
   // Back to what was loaded, but not to what the save has stored.
   await save({ subpath: 'recordings' });
-  await says({ phase: 'noticed', notices: { dtv_service: text('dtv_service_doubt') } });
+  const notices = { dtv_service: text('dtv_service_doubt') };
+  await says({ phase: 'noticed', notices });
   assert.equal(readSettings('folder.conf').at(-1).subpath, 'recordings');
+  // A page that is left before it knows the outcome.
+  await goOffline((route) => route.continue());
+  await save({ share: 'unknown' });
+  await says({ bar: texts('unknown', 'not_known') });
+  await page.unrouteAll();
+  page.once('dialog', (warning) => warning.accept());
+  await page.reload();
+  await says({ phase: '', notices: { ...notices, share: text('share_doubt', '/unknown/recordings') } });
 });
 
 test('merges what another session has stored', async () => {
