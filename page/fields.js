@@ -73,12 +73,12 @@ export const unitOf = (name) => UNITS.find(({ fields }) => fields.includes(name)
 // What a load says. `before` is the result for the load before, or null.
 //   form        the stored settings. What is hidden stays as it was before, or is as on a new device.
 //   unreadable  the files that may be unreadable
-//   isNew       whether no load so far has shown that there is a record.conf or stream.conf
+//   isNew       whether no load so far has shown that there is, or was, a record.conf or stream.conf
 export function readLoad(data, before) {
   const [, share, , subpath] = data.dtv_destination.match(/^\/?([^/]*)(\/(.*))?$/s);
   const form = formOf({ ...data, share, subpath, dtv_service: !data.disable_dtv });
   const hasDefaultTimes = !differ(form, NEW_DEVICE, ['pre_recording', 'post_recording']);
-  const isNew = data.passwd === undefined && hasDefaultTimes && (before?.isNew ?? true);
+  const isNew = data.passwd === undefined && hasDefaultTimes && (before?.isNew ?? !share);
   const unreadable = isNew ? [] : unreadableOptions(data, form, hasDefaultTimes);
   if (before?.form.share && !share) unreadable.push('folder.conf');
   const hidden = NAMES.filter((name) => isHidden(FIELDS[name].file, unreadable));
@@ -168,10 +168,12 @@ export const refusedFields = ({ key, sent }, form) =>
   REFUSALS[key].filter((name) => !differ(form, sent, unitOf(name).fields));
 
 // Sends all parameters: the program gives a missing one its default. Nothing is sent for an untouched
-// destination or account: they stay as stored even where the form can't show them faithfully.
+// destination or account: they stay as stored even where the form can't show them faithfully. An account that
+// was lost is sent only with a new password: a load does not show that the password is missing.
 export function saveParameters({ dtv_service, ...form }, { form: stored, unreadable }) {
   const isMoved = differ(form, stored, ['share', 'subpath']);
-  const isAccountStored = form.account === stored.account && !unreadable.includes('stream.conf');
+  const isLost = form.enableauth && unreadable.includes('stream.conf');
+  const isAccountStored = form.account === stored.account && !isLost;
   return {
     ...form,
     share: isMoved ? form.share : '',

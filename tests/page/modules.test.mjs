@@ -34,17 +34,20 @@ const shown = ({ form, unreadable }) => {
   return { pre_recording, account, streaming_limit, unreadable: String(unreadable) };
 };
 table('a load', shown(usual), ({ load }) => shown(load), {
-  'of a new device': { load: first(noFiles), gives: fresh },
+  'of a new device': { load: first({ ...noFiles, ...noFolder }), gives: fresh },
   'that loses stream.conf': { load: next(noStream), gives: { unreadable: 'stream.conf' } },
   'that loses both': { load: next(noFiles, next(noFiles)), gives: { unreadable: 'record.conf,stream.conf' } },
+  'without both': { load: first(noFiles), gives: { ...fresh, unreadable: 'record.conf,stream.conf' } },
   'that loses the folder': { load: next(noFolder), gives: { unreadable: 'folder.conf' } },
   'of a limit of 1 alone': { load: first({ ...noStream, streaming_limit: 1 }), gives: fresh },
 });
 
 const noSignIn = first({ enableauth: false, account: null });
 const theirs = { dtv_destination: '/tv/theirs' };
+const sentTheirs = { subpath: 'theirs' };
 const password = { passwd: 'new', password_confirm: 'new' };
 const isOff = { disable_dtv: true };
+const bob = { account: 'bob' };
 const asks = (name) => ({ marked: name, asked: name });
 const signIn = 'enableauth account passwd password_confirm';
 const replaced = { taken: signIn, marked: 'enableauth,account' };
@@ -59,27 +62,19 @@ table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
   'keeps what was typed': { form: { pre_recording: '7' } },
   'takes what was changed elsewhere': { now: theirs, gives: { taken: 'share subpath', marked: 'subpath' } },
   'asks where both changed a unit': { form: { subpath: 'mine' }, now: theirs, gives: asks('subpath') },
-  'asks before a password gets another account': {
-    form: password,
-    now: { account: 'bob' },
-    gives: asks('account'),
-  },
+  'asks before a password changes accounts': { form: password, now: bob, gives: asks('account') },
   'drops a password that did not apply': { before: noSignIn, form: password, gives: replaced },
   'accepts equal changes': { form: { dtv_service: false }, now: isOff },
   'asks when the service is switched off': { now: isOff, gives: { taken: service, ...asks(service) } },
   'takes what is shown again': { before: first(noStream), gives: { taken: options } },
-  'does not mark what an attempt stored': {
-    form: { subpath: 'b' },
-    attempt: { subpath: 'theirs' },
-    now: theirs,
-  },
+  'does not mark what an attempt stored': { form: { subpath: 'b' }, attempt: sentTheirs, now: theirs },
   'marks only the fields of others': {
     form: { enable_viewer_limit: false },
     attempt: { enable_viewer_limit: false },
     now: { enable_viewer_limit: false, streaming_limit: 5 },
     gives: asks('streaming_limit'),
   },
-  'keeps what was put back after an attempt': { attempt: { subpath: 'theirs' }, now: theirs },
+  'keeps what was put back after an attempt': { attempt: sentTheirs, now: theirs },
 });
 
 const moved = { share: 'music', subpath: '' };
@@ -101,7 +96,7 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 } },
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
-  'before a password': { sent: { ...password, account: 'bob' }, gives: { missing: 'enableauth' } },
+  'before a password': { sent: { ...password, ...bob }, gives: { missing: 'enableauth' } },
   'with a password': { sent: password, gives: { unknown: 'enableauth' } },
   'of a first folder': { before: first(noFolder), sent: moved, now: noFolder, gives: { unknown: 'share' } },
   'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
@@ -131,26 +126,20 @@ test('a doubt ends when another value is stored', () => {
   assert.deepEqual(doubtsAfter(doubts, [], sent, first(noFolder)), { share: moved });
 });
 
-const needsPassword = 'password_missing';
+const needsAccount = { account: 'account_missing' };
+const needsPassword = { passwd: 'password_missing' };
+const placeholder = { passwd: '75318642', password_confirm: '75318642' };
 const runProblems = ({ loaded = usual, ...form }) =>
   Object.fromEntries(problemsOf(typed(form, loaded), loaded));
 table('a problem', {}, runProblems, {
   'no share': { share: ' ', gives: { share: 'share_cleared' } },
   'a tab': { share: 't\tv', gives: { share: 'invisible' } },
   'not a stored oddity': { loaded: first({ pre_recording: -1, dtv_destination: '/tv//', account: null }) },
-  'no account': { account: ' ', gives: { account: 'account_missing' } },
-  'a new sign-in': {
-    loaded: noSignIn,
-    enableauth: true,
-    gives: { account: 'account_missing', passwd: needsPassword },
-  },
-  'a lost sign-in': { loaded: next(noStream), gives: { passwd: needsPassword } },
+  'no account': { account: ' ', gives: needsAccount },
+  'a new sign-in': { loaded: noSignIn, enableauth: true, gives: { ...needsAccount, ...needsPassword } },
+  'a lost sign-in': { loaded: next(noStream), gives: needsPassword },
   'not a hidden sign-in': { loaded: first(noRecord), enableauth: true },
-  'a placeholder': {
-    passwd: '75318642',
-    password_confirm: '75318642',
-    gives: { passwd: 'password_reserved' },
-  },
+  'a placeholder': { ...placeholder, gives: { passwd: 'password_reserved' } },
   'two passwords': { passwd: 'a', gives: { password_confirm: 'password_differs' } },
 });
 
@@ -163,6 +152,7 @@ table('parameters', untouched, runParameters, {
   'of an account': { account: ' bob ', passwd: ' new ', gives: { account: 'bob', passwd: ' new ' } },
   'of the service': { dtv_service: false, gives: { disable_dtv: 'yes' } },
   'after stream.conf was lost': { loaded: next(noStream), gives: { account: 'viewer' } },
+  'after it was lost, off': { loaded: next(noStream), enableauth: false, gives: { enableauth: false } },
 });
 
 test('durations and destinations', () => {
