@@ -133,7 +133,7 @@ function refreshFields() {
 function storedRemarks(id, form) {
   const stored = loaded.form[id];
   const isMarked = marked.includes(id);
-  if (isMarked && id === 'dtv_service' && !stored) return [text('switched_off')];
+  if (isMarked && id === 'dtv_service') return [text('switched')];
   const isOther = (isMarked || asked.includes(id)) && form[id] !== stored;
   const value = typeof stored === 'boolean' ? text(stored ? 'on' : 'off') : stored || text('empty');
   return [isMarked && text('changed'), isOther && text('stored_now', value)];

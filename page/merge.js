@@ -8,7 +8,7 @@ import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 export const namesOf = (units) => units.flatMap(({ shown }) => shown);
 const isShown = (unit, { unreadable }) => !isHidden(unit.file, unreadable);
 const isTrigger = ({ fields }) => FIELDS[fields[0]].triggers;
-const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !form.dtv_service;
+const isSwitch = ({ fields }) => fields.includes('dtv_service');
 
 // What the form shows after another load, for each unit:
 //
@@ -20,8 +20,8 @@ const switchesOff = ({ fields }, form) => fields.includes('dtv_service') && !for
 //   changed, or in `attempt`  as before, sent, in the form   keeps its values
 //   changed, or in `attempt`  otherwise                      keeps its values, asks
 //
-// It also asks when the service was switched off elsewhere: a switch that cannot be read looks the same, and
-// saving it would stop the service. Returns
+// It also asks when the service was switched elsewhere: a lost or damaged switch looks the same, and saving it
+// may stop or start the service. Returns
 //   taken   the values that the form takes, by field
 //   marked  the fields that were changed elsewhere; not those that were hidden before
 //   asked   the fields that the person has to check before a save
@@ -36,7 +36,7 @@ export function merge(form, before, now, attempt) {
   const units = UNITS.filter((unit) => isShown(unit, now));
   const others = units.filter(isOther);
   const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
-  const asked = others.filter((unit) => isTouched(unit) || switchesOff(unit, now.form));
+  const asked = others.filter((unit) => isTouched(unit) || isSwitch(unit));
   return {
     taken: pick(
       taken.flatMap(({ fields }) => fields),
@@ -55,7 +55,7 @@ export function merge(form, before, now, attempt) {
 //   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
 //            and the save failed. An earlier one has had its effect, since the save went on.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
-  const isOff = (unit) => [sent, now?.form ?? sent].every((form) => switchesOff(unit, form));
+  const isOff = (unit) => isSwitch(unit) && !sent.dtv_service && !now?.form.dtv_service;
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields) || (!hasSucceeded && isOff(unit)));
   const isEmpty = ({ fields }) => fields.includes('share') && !now.form.share;

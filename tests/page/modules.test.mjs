@@ -58,6 +58,7 @@ const runMerge = ({ form = {}, before = usual, now = {}, attempt }) => {
 };
 const options = `pre_recording post_recording ${signIn} enable_viewer_limit streaming_limit`;
 const service = 'dtv_service';
+const switched = { taken: service, ...asks(service) };
 table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
   'keeps what was typed': { form: { pre_recording: '7' } },
   'takes what was changed elsewhere': { now: theirs, gives: { taken: 'share subpath', marked: 'subpath' } },
@@ -65,7 +66,7 @@ table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
   'asks before a password changes accounts': { form: password, now: bob, gives: asks('account') },
   'drops a password that did not apply': { before: noSignIn, form: password, gives: replaced },
   'accepts equal changes': { form: { dtv_service: false }, now: isOff },
-  'asks when the service is switched off': { now: isOff, gives: { taken: service, ...asks(service) } },
+  'asks when the service is switched on': { before: first(isOff), gives: switched },
   'takes what is shown again': { before: first(noStream), gives: { taken: options } },
   'does not mark what an attempt stored': { form: { subpath: 'b' }, attempt: sentTheirs, now: theirs },
   'marks only the fields of others': {
