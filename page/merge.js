@@ -5,6 +5,7 @@
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
+const fieldsOf = (units) => units.flatMap(({ fields }) => fields);
 export const namesOf = (units) => units.flatMap(({ shown }) => shown);
 const isShown = (unit, { unreadable }) => !isHidden(unit.file, unreadable);
 const isTrigger = ({ fields }) => FIELDS[fields[0]].triggers;
@@ -38,10 +39,7 @@ export function merge(form, before, now, attempt) {
   const taken = units.filter((unit) => !isTouched(unit) && differ(now.form, before.form, unit.shown));
   const asked = others.filter((unit) => isTouched(unit) || isSwitch(unit));
   return {
-    taken: pick(
-      taken.flatMap(({ fields }) => fields),
-      now.form,
-    ),
+    taken: pick(fieldsOf(taken), now.form),
     marked: others.filter((unit) => isShown(unit, before)).flatMap(newFieldsOf),
     asked: namesOf(asked).filter((name) => now.form[name] !== form[name]),
   };
