@@ -131,6 +131,7 @@ function refreshFields() {
 }
 
 function storedRemarks(id, form) {
+  if (isUnread(id)) return [];
   const stored = loaded.form[id];
   const isMarked = marked.includes(id);
   if (isMarked && id === 'dtv_service') return [text('switched')];

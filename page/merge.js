@@ -50,8 +50,8 @@ export function merge(form, before, now, attempt) {
 //   missing  stored otherwise than sent
 //   unknown  hidden, or a destination where none is shown: the list of folders may be unreadable. After a
 //            failure, also a new password, and the service where it is off: an unreadable switch looks the same.
-//   doubted  stored, perhaps without effect: the last one that is shown as sent, if it triggers an action
-//            and the save failed. An earlier one has had its effect, since the save went on.
+//   doubted  after a failure: stored, perhaps without effect. It triggers an action, and no later change is
+//            shown as sent, which would prove that the save went on. A service that is off proves nothing.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => isSwitch(unit) && !sent.dtv_service && !now?.form.dtv_service;
   const isChanged = (fields) => differ(sent, before.form, fields);
@@ -66,8 +66,9 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
   const asSent = shown.filter((unit) => !missing.includes(unit));
   const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
   const open = asSent.filter((unit) => isOff(unit) || hasPassword(unit));
-  const last = asSent.filter((unit) => isChanged(unit.shown)).slice(-1);
-  return { missing, unknown: [...hidden, ...open], doubted: last.filter(isTrigger) };
+  const stored = asSent.filter((unit) => isChanged(unit.shown));
+  const doubted = stored.filter((unit, index) => isTrigger(unit) && stored.slice(index + 1).every(isOff));
+  return { missing, unknown: [...hidden, ...open], doubted };
 }
 
 // What a load leaves open of an attempt; null if nothing.

@@ -102,7 +102,11 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'of a first folder': { before: first(noFolder), sent: moved, now: noFolder, gives: { unknown: 'share' } },
   'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
   'while others switch the service on': { ...moving, now: isMoved, gives: { doubted: 'share' } },
-  'at the service': { sent: all, now: isAll, gives: { unknown: `enableauth ${service}`, doubted: service } },
+  'at the service': {
+    sent: all,
+    now: isAll,
+    gives: { unknown: `enableauth ${service}`, doubted: `share ${service}` },
+  },
 });
 const noLimit = { enable_viewer_limit: false };
 const limited = { ...noLimit, streaming_limit: 5 };
