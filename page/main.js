@@ -131,7 +131,6 @@ function refreshFields() {
 }
 
 function storedRemarks(id, form) {
-  if (isUnread(id)) return [];
   const stored = loaded.form[id];
   const isMarked = marked.includes(id);
   if (isMarked && id === 'dtv_service') return [text('switched')];
@@ -150,7 +149,7 @@ function takeOver(data) {
   if (attempt) unknown = result.unknown;
   noteDoubts(result?.doubted);
   attempt = openPart(attempt, loaded);
-  marked = [...marked, ...merged.marked];
+  marked = [...marked, ...merged.marked].filter((id) => !isUnread(id));
   asked = merged.asked;
   setText(element('conflict'), data.DVB_conflict && text('conflict'));
   writeForm({ ...readForm(), ...merged.taken });
