@@ -83,7 +83,7 @@ export const languages = {
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
     share_doubt:
-      'The folder {} may not have been set up. 1. If the device took too long, wait ten minutes. 2. Check that the shared folder exists. 3. Save another existing folder. 4. Save this one again.',
+      'The folder {} may not have been set up. 1. Wait ten minutes, unless the device reported an error. 2. Check that the shared folder exists. 3. Save another existing folder. 4. Save this one again.',
     dtv_service_doubt: 'The service may not have switched. Switch it the other way, save, switch back, save.',
     errors: {
       unknown: 'The device reported an error.',
@@ -183,7 +183,7 @@ export const languages = {
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
     share_doubt:
-      'Der Ordner {} ist vielleicht nicht eingerichtet. 1. Hat das Gerät zu lange gebraucht, warten Sie zehn Minuten. 2. Prüfen Sie, ob es den freigegebenen Ordner gibt. 3. Speichern Sie einen anderen vorhandenen Ordner. 4. Speichern Sie wieder diesen.',
+      'Der Ordner {} ist vielleicht nicht eingerichtet. 1. Warten Sie zehn Minuten, außer wenn das Gerät einen Fehler gemeldet hat. 2. Prüfen Sie, ob es den freigegebenen Ordner gibt. 3. Speichern Sie einen anderen vorhandenen Ordner. 4. Speichern Sie wieder diesen.',
     dtv_service_doubt:
       'Der Dienst hat vielleicht nicht umgeschaltet. Schalten Sie ihn um, speichern Sie, schalten Sie zurück, speichern Sie.',
     errors: {
