@@ -73,7 +73,7 @@ export const unitOf = (name) => UNITS.find(({ fields }) => fields.includes(name)
 // What a load says. `before` is the result for the load before, or null.
 //   form        the stored settings. What is hidden stays as it was before, or is as on a new device.
 //   unreadable  the files that may be unreadable
-//   isNew       whether no load so far has shown that there is, or was, a record.conf or stream.conf
+//   isNew       whether every load so far looked like a new device's; a destination stored later does not count
 export function readLoad(data, before) {
   const [, share, , subpath] = data.dtv_destination.match(/^\/?([^/]*)(\/(.*))?$/s);
   const form = formOf({ ...data, share, subpath, dtv_service: !data.disable_dtv });
@@ -168,8 +168,8 @@ export const refusedFields = ({ key, sent }, form) =>
   REFUSALS[key].filter((name) => !differ(form, sent, unitOf(name).fields));
 
 // Sends all parameters: the program gives a missing one its default. Nothing is sent for an untouched
-// destination or account: they stay as stored even where the form can't show them faithfully. An account that
-// was lost is sent only with a new password: a load does not show that the password is missing.
+// destination or account: they stay as stored even where the form can't show them faithfully. A lost account
+// is sent only with the sign-in on, which then needs a new password: no load shows that it has none.
 export function saveParameters({ dtv_service, ...form }, { form: stored, unreadable }) {
   const isMoved = differ(form, stored, ['share', 'subpath']);
   const isLost = form.enableauth && unreadable.includes('stream.conf');

@@ -8,6 +8,9 @@ import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 const fieldsOf = (units) => units.flatMap(({ fields }) => fields);
 export const namesOf = (units) => units.flatMap(({ shown }) => shown);
 const isShown = (unit, { unreadable }) => !isHidden(unit.file, unreadable);
+// An empty destination may be an unreadable list of folders.
+const isKnown = (unit, now) =>
+  isShown(unit, now) && (!unit.fields.includes('share') || now.form.share !== '');
 const isTrigger = ({ fields }) => FIELDS[fields[0]].triggers;
 const isSwitch = ({ fields }) => fields.includes('dtv_service');
 
@@ -48,16 +51,15 @@ export function merge(form, before, now, attempt) {
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
 //   missing  stored otherwise than sent
-//   unknown  hidden, or a destination where none is shown: the list of folders may be unreadable. After a
-//            failure, also a new password, and the service where it is off: an unreadable switch looks the same.
+//   unknown  hidden, or a destination where none is shown. After a failure, also a new password, and the
+//            service where it is off: an unreadable switch looks the same.
 //   doubted  after a failure: stored, perhaps without effect. It triggers an action, and no later change is
 //            shown as sent, which would prove that the save went on. A service that is off proves nothing.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => isSwitch(unit) && !sent.dtv_service && !now?.form.dtv_service;
   const isChanged = (fields) => differ(sent, before.form, fields);
-  const changed = units.filter((unit) => isChanged(unit.fields) || (!hasSucceeded && isOff(unit)));
-  const isEmpty = ({ fields }) => fields.includes('share') && !now.form.share;
-  const shown = changed.filter((unit) => now !== null && isShown(unit, now) && !isEmpty(unit));
+  const changed = units.filter((unit) => isChanged(unit.fields) || isOff(unit));
+  const shown = changed.filter((unit) => now !== null && isKnown(unit, now));
   // An untouched account is not sent.
   const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
   const missing = shown.filter((unit) => differ(sent, now.form, unit.shown.filter(isSent)));
@@ -74,14 +76,13 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
 // What a load leaves open of an attempt; null if nothing.
 export function openPart(attempt, now) {
   const units = (attempt?.units ?? []).filter(
-    (unit) => !isShown(unit, now) && differ(attempt.sent, attempt.before.form, unit.fields),
+    (unit) => !isKnown(unit, now) && differ(attempt.sent, attempt.before.form, unit.fields),
   );
   return units.length > 0 ? { ...attempt, units } : null;
 }
 
 // What is stored, perhaps without effect: the values of units, by their first field. Adds `units` as they were
-// `sent` to the `doubts` so far, and drops a doubt once another value is stored. An empty destination is none:
-// the list of folders may be unreadable.
+// `sent` to the `doubts` so far, and drops a doubt once another value is stored. An empty destination ends none.
 export function doubtsAfter(doubts, units, sent, now) {
   const added = Object.fromEntries(units.map(({ fields }) => [fields[0], pick(fields, sent)]));
   const isStored = ([name, values]) =>
