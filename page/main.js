@@ -1,7 +1,7 @@
 // Shows the stored settings in the form and saves what was changed.
 
 import { request } from './api.js';
-import { applies, destination, duration, FIELDS, isHidden, problemsOf, UNITS } from './fields.js';
+import { applies, destination, duration, FIELDS, isHidden, problemsOf, unitOf, UNITS } from './fields.js';
 import { differ, formToSave, pick, withoutPasswords } from './fields.js';
 import { readLoad, refusedFields, REFUSALS, saveParameters } from './fields.js';
 import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
@@ -12,13 +12,14 @@ const inputs = [...document.querySelectorAll('.card input')];
 
 const SETTLE = 300; // milliseconds; another session that loaded before this save may save right after it
 const QUESTION = 1_000; // milliseconds before a question can be answered
+const TOOL = 600_000; // milliseconds; a tool that a save started has probably ended then
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 'unchecked'];
 let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
 let attempt = history.state?.attempt ?? null; // a save whose outcome is not known yet: see merge.js
-let sent = null; // what was sent last, refused saves aside
+let sent = null; // the last form sent that was not refused
 let unknown = []; // the units of it that may be stored or not
 let marked = []; // the fields that another session has changed, until the next save or discard
 let asked = []; // the fields in which something else is stored, about which the person was asked
@@ -26,6 +27,7 @@ let refusal = null; // the key of the last save's refusal, and what was sent
 let confirmedRisk = ''; // what the next save may destroy, if the person was asked about it
 let askedAt = -Infinity; // when the last question was asked
 let doubts = { ...history.state?.doubts }; // see doubtsAfter(); a reload keeps them
+let toolEnds = history.state?.toolEnds ?? 0; // until then, a tool of a save without a proper answer may run
 const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
 
 const isBusy = () => phase === 'loading' || phase === 'saving';
@@ -34,6 +36,8 @@ const isChanged = (id) => editedForm()[id] !== loaded.form[id];
 const isUnknown = (id) =>
   unknown.some(({ fields }) => fields.includes(id) && !differ(editedForm(), sent, fields));
 const isUnread = (id) => isHidden(FIELDS[id].file, loaded.unreadable);
+const changedTriggers = (form) =>
+  Object.keys(FIELDS).filter((id) => FIELDS[id].triggers && differ(form, loaded.form, unitOf(id).fields));
 const hasChanges = () => loaded !== null && (attempt !== null || inputs.some(({ id }) => isChanged(id)));
 
 const valueOf = ({ type }) => (type === 'checkbox' ? 'checked' : 'value');
@@ -158,7 +162,7 @@ function takeOver(data) {
 
 function noteDoubts(doubted = []) {
   doubts = doubtsAfter(doubts, doubted, attempt?.sent, loaded);
-  history.replaceState({ doubts }, ''); // survives a reload
+  history.replaceState({ doubts, toolEnds }, ''); // survives a reload
 }
 
 // Shows what is stored, and drops what was typed.
@@ -189,27 +193,31 @@ async function save() {
 }
 
 // What a save may destroy: settings that are hidden; where no recording folder is shown, the list of all
-// folders, which may be unreadable.
+// folders, which may be unreadable. What a tool of an earlier save may undo.
 function risksOf(form) {
   const hidden = inputs.map(({ id }) => id).filter(isUnread);
   const first = form.share && !loaded.form.share ? ['share'] : [];
-  const questions = [hidden.length > 0 && 'check_hidden', first.length > 0 && 'first_folder'];
-  return { questions: questions.filter(Boolean), fields: [...hidden, ...first] };
+  const undone = Date.now() < toolEnds ? changedTriggers(form) : [];
+  const risks = { check_hidden: hidden, first_folder: first, may_run: undone };
+  const questions = Object.keys(risks).filter((name) => risks[name].length > 0);
+  return { questions, fields: Object.values(risks).flat() };
 }
 
 // Only the load after the save shows what is stored.
 async function send() {
-  const earlier = { attempt, sent };
+  const earlier = { attempt, sent, toolEnds };
   sent = editedForm();
   attempt = { before: loaded, sent, units: UNITS };
   confirmedRisk = '';
-  // If the page is reloaded before it knows the outcome, the new one judges the save.
-  history.replaceState({ doubts, attempt: { ...attempt, sent: withoutPasswords(sent) } }, '');
+  if (changedTriggers(sent).length > 0) toolEnds = Date.now() + TOOL;
+  // If the page is reloaded before it knows the outcome, the new page judges the save from this note.
+  history.replaceState({ doubts, toolEnds, attempt: { ...attempt, sent: withoutPasswords(sent) } }, '');
   const failure = await request('save', saveParameters(sent, loaded)).catch((error) => error);
   attempt.hasSucceeded = !failure;
+  if (!failure || failure.key === 'unknown') ({ toolEnds } = earlier);
   if (Object.hasOwn(REFUSALS, failure?.key)) {
     refusal = { key: failure.key, sent };
-    ({ attempt, sent } = earlier);
+    ({ attempt, sent, toolEnds } = earlier);
     noteDoubts();
     return shownProblems().size > 0 ? sayInvalid() : sayFailed(failure, [text('nothing_saved')]);
   }
@@ -258,15 +266,17 @@ async function run(progress, work) {
   const focused = document.activeElement;
   sayPhase(progress);
   if (focused !== document.body) element('messages').focus({ preventScroll: true });
-  await work().catch((error) => sayFailed(error, [text(attempt ? 'not_known' : NOT_DONE[progress])]));
+  await work().catch((error) =>
+    sayFailed(error, [text(attempt && loaded ? 'not_known' : NOT_DONE[progress])]),
+  );
   const field = inputs.find(({ id, disabled }) => attention.includes(id) && !disabled);
   const target = field ?? (focused.matches(':disabled, [hidden]') ? element('messages') : focused);
   target.focus({ preventScroll: !field });
   if (field) element(`${field.id}-notice`)?.scrollIntoView({ block: 'nearest' });
 }
 
-// A tab that comes back to the front shows what is stored now, unless it has changes to lose. It asks nothing:
-// remarks tell what others have changed, also that they have switched the service off.
+// A tab that comes back to the front shows what is stored now, unless it has changes to lose. It asks nothing;
+// remarks name what was changed elsewhere, the service too.
 async function refreshIdleTab() {
   const shown = loaded;
   const isIdle = () => shown !== null && loaded === shown && !document.hidden && !isBusy() && !hasChanges();
@@ -317,7 +327,7 @@ element('fields').addEventListener('focusout', ({ target }) => {
   check();
 });
 element('retry').addEventListener('click', () => startOver('loaded'));
-element('discard').addEventListener('click', () => startOver('discarded'));
+element('discard').addEventListener('click', () => startOver(unknown.length > 0 ? 'loaded' : 'discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
 addEventListener('click', check);
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));

@@ -37,7 +37,8 @@ export const languages = {
     enable_viewer_limit_hint: 'Limits how many can watch at the same time.',
     streaming_limit: 'Maximum viewers',
     conflict: 'Another program is using the TV tuner. Stop it or give it another tuner.',
-    hidden: 'A settings file may be missing or damaged. Saving replaces these settings with what is shown.',
+    hidden:
+      'A settings file may be missing or damaged. Saving replaces these settings with what is shown, except greyed-out fields.',
     folder_hidden: 'The list of folders may be damaged. Saving another folder then loses other libraries.',
     save: 'Save',
     discard: 'Discard',
@@ -50,6 +51,7 @@ export const languages = {
     contested: 'Not saved yet: something else is stored. Check the fields with a remark, then save.',
     unreadable: 'Some settings may be unreadable: see the notices.',
     check_hidden: 'Not saved yet: some settings may be unreadable. Check those with a notice, then save.',
+    may_run: 'Not saved yet: an earlier save may still run and undo this one. Wait ten minutes, then save.',
     first_folder: 'Not saved yet: if the list of folders is damaged, saving again loses all other libraries.',
     saving: 'Saving… This can take a minute.',
     saved: 'Settings saved.',
@@ -83,7 +85,7 @@ export const languages = {
     password_reserved: 'This password can’t be used. Choose another one.',
     password_differs: 'The two passwords are not the same.',
     share_doubt:
-      'The folder {} may not have been set up. 1. Wait ten minutes, unless the device reported an error. 2. Check that the shared folder exists. 3. Save another existing folder. 4. Save this one again.',
+      'The folder {} may not have been set up. 1. Check that the shared folder exists. 2. Save another existing folder. 3. Save this one again.',
     dtv_service_doubt: 'The service may not have switched. Switch it the other way, save, switch back, save.',
     errors: {
       unknown: 'The device reported an error.',
@@ -133,9 +135,10 @@ export const languages = {
     streaming_limit: 'Höchstzahl der Zuschauer',
     conflict:
       'Ein anderes Programm benutzt den TV-Tuner. Beenden Sie es oder geben Sie ihm einen anderen Tuner.',
-    hidden: 'Eine Datei fehlt vielleicht oder ist beschädigt. Speichern ersetzt sie durch das Angezeigte.',
+    hidden:
+      'Eine Datei fehlt vielleicht oder ist beschädigt. Speichern ersetzt diese Einstellungen durch die angezeigten, außer in grauen Feldern.',
     folder_hidden:
-      'Die Ordnerliste ist vielleicht beschädigt. Wer jetzt den Ordner ändert, verliert andere Bibliotheken.',
+      'Die Ordnerliste ist vielleicht beschädigt. Ist sie es, gehen mit einem anderen Ordner Bibliotheken verloren.',
     save: 'Speichern',
     discard: 'Verwerfen',
     retry: 'Erneut versuchen',
@@ -149,6 +152,8 @@ export const languages = {
     unreadable: 'Einige Einstellungen sind vielleicht nicht lesbar: siehe die Hinweise.',
     check_hidden:
       'Noch nicht gespeichert: Manche Einstellungen sind vielleicht nicht lesbar. Prüfen Sie die mit einem Hinweis, dann speichern Sie.',
+    may_run:
+      'Noch nicht gespeichert: Ein früheres Speichern läuft vielleicht noch und macht dieses rückgängig. Warten Sie zehn Minuten, dann speichern Sie.',
     first_folder:
       'Noch nicht gespeichert: Ist die Ordnerliste beschädigt, gehen beim nächsten Speichern alle anderen Bibliotheken verloren.',
     saving: 'Wird gespeichert … Das kann eine Minute dauern.',
@@ -183,7 +188,7 @@ export const languages = {
     password_reserved: 'Dieses Passwort ist nicht möglich. Wählen Sie ein anderes.',
     password_differs: 'Die beiden Passwörter stimmen nicht überein.',
     share_doubt:
-      'Der Ordner {} ist vielleicht nicht eingerichtet. 1. Warten Sie zehn Minuten, außer wenn das Gerät einen Fehler gemeldet hat. 2. Prüfen Sie, ob es den freigegebenen Ordner gibt. 3. Speichern Sie einen anderen vorhandenen Ordner. 4. Speichern Sie wieder diesen.',
+      'Der Ordner {} ist vielleicht nicht eingerichtet. 1. Prüfen Sie, ob es den freigegebenen Ordner gibt. 2. Speichern Sie einen anderen vorhandenen Ordner. 3. Speichern Sie wieder diesen.',
     dtv_service_doubt:
       'Der Dienst hat vielleicht nicht umgeschaltet. Schalten Sie ihn um, speichern Sie, schalten Sie zurück, speichern Sie.',
     errors: {
