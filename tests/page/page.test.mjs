@@ -213,6 +213,7 @@ test('asks before it replaces what it cannot see', async () => {
   await scan('hidden');
   for (const key of ['Enter', 'Enter']) await page.locator('#subpath').press(key);
   await page.locator('#save').dblclick();
+  await says({ bar: texts('check_hidden') });
   assert.equal(readSettings('record.conf'), '', 'a question cannot be answered at once');
   await setClock(1000);
   await save();
