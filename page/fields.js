@@ -73,7 +73,8 @@ export const unitOf = (name) => UNITS.find(({ fields }) => fields.includes(name)
 // What a load says. `before` is the result for the load before, or null.
 //   form        the stored settings. What is hidden stays as it was before, or is as on a new device.
 //   unreadable  the files that may be unreadable
-//   isNew       whether every load so far looked like a new device's; a destination stored later does not count
+//   isNew       whether every load so far looked like a new device's: neither record.conf nor stream.conf, and
+//               no destination at the first load
 export function readLoad(data, before) {
   const [, share, , subpath] = data.dtv_destination.match(/^\/?([^/]*)(\/(.*))?$/s);
   const form = formOf({ ...data, share, subpath, dtv_service: !data.disable_dtv });
@@ -169,7 +170,7 @@ export const refusedFields = ({ key, sent }, form) =>
 
 // Sends all parameters: the program gives a missing one its default. Nothing is sent for an untouched
 // destination or account: they stay as stored even where the form can't show them faithfully. A lost account
-// is sent only with the sign-in on, which then needs a new password: no load shows that it has none.
+// is sent only with the sign-in on, because that needs a new password. A load shows no missing password.
 export function saveParameters({ dtv_service, ...form }, { form: stored, unreadable }) {
   const isMoved = differ(form, stored, ['share', 'subpath']);
   const isLost = form.enableauth && unreadable.includes('stream.conf');

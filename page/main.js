@@ -12,7 +12,7 @@ const inputs = [...document.querySelectorAll('.card input')];
 
 const SETTLE = 300; // milliseconds; another session that loaded before this save may save right after it
 const QUESTION = 1_000; // milliseconds before a question can be answered
-const TOOL = 600_000; // milliseconds; a tool that a save started has probably ended then
+const TOOL = 600_000; // milliseconds after which a tool that a save started has probably ended
 const NOT_DONE = { loading: 'not_loaded', saving: 'nothing_saved' };
 const URGENT = ['invalid', 'failed', 'lost', 'asking', 'noticed', 'unreadable', 'unchecked'];
 let phase = ''; // the state that the bar at the end shows
@@ -27,7 +27,7 @@ let refusal = null; // the key of the last save's refusal, and what was sent
 let confirmedRisk = ''; // what the next save may destroy, if the person was asked about it
 let askedAt = -Infinity; // when the last question was asked
 let doubts = { ...history.state?.doubts }; // see doubtsAfter(); a reload keeps them
-let toolEnds = history.state?.toolEnds ?? 0; // until then, a tool of a save without a proper answer may run
+let toolEnds = history.state?.toolEnds ?? 0; // when the tool of a save without a proper answer has ended
 const checked = new Set(); // the fields whose problems are shown: those that lost the focus; after Save, all
 
 const isBusy = () => phase === 'loading' || phase === 'saving';
@@ -192,8 +192,8 @@ async function save() {
   return send();
 }
 
-// What a save may destroy: settings that are hidden; where no recording folder is shown, the list of all
-// folders, which may be unreadable. What a tool of an earlier save may undo.
+// The questions before a save, and the fields that they are about. A save may destroy hidden settings. Where no
+// recording folder is shown, it may destroy an unreadable list of folders. An earlier save's tool may undo it.
 function risksOf(form) {
   const hidden = inputs.map(({ id }) => id).filter(isUnread);
   const first = form.share && !loaded.form.share ? ['share'] : [];
@@ -237,7 +237,7 @@ function sayUnchecked(failure) {
   return sayPhase('unchecked');
 }
 
-// Drops what the load after a save does not show: passwords, and what was typed where it does not apply.
+// Shows these units as stored. Typed passwords go, and what was typed into fields that do not apply.
 function showStored(units) {
   const fields = units.flatMap((unit) => unit.fields);
   writeForm({ ...readForm(), ...pick(fields, loaded.form) });

@@ -53,8 +53,8 @@ export function merge(form, before, now, attempt) {
 //   missing  stored otherwise than sent
 //   unknown  hidden, or a destination where none is shown. After a failure, also a new password, and the
 //            service where it is off: an unreadable switch looks the same.
-//   doubted  after a failure: stored, perhaps without effect. It triggers an action, and no later change is
-//            shown as sent, which would prove that the save went on. A service that is off proves nothing.
+//   doubted  after a failure: stored, perhaps without effect. They trigger an action, and no later change is
+//            shown as sent. A later one would prove that the save went on, but a service that is off does not.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isOff = (unit) => isSwitch(unit) && !sent.dtv_service && !now?.form.dtv_service;
   const isChanged = (fields) => differ(sent, before.form, fields);
