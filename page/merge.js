@@ -51,14 +51,12 @@ export function merge(form, before, now, attempt) {
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
 //   missing  stored otherwise than sent
-//   unknown  hidden, or a destination where none is shown. After a failure, also a new password, and the
-//            service where it is off: an unreadable switch looks the same.
-//   doubted  after a failure: stored, perhaps without effect. They trigger an action, and no later change is
-//            shown as sent. A later one would prove that the save went on, but a service that is off does not.
+//   unknown  hidden, or a destination where none is shown. After a failure, also a new password, which no load
+//            shows, and the service: an unreadable switch looks like one that is off, a lost one like on.
+//   doubted  after a failure: shown as sent, perhaps without effect, because they trigger an action
 export function outcome({ before, sent, units, hasSucceeded }, now) {
-  const isOff = (unit) => isSwitch(unit) && !sent.dtv_service && !now?.form.dtv_service;
   const isChanged = (fields) => differ(sent, before.form, fields);
-  const changed = units.filter((unit) => isChanged(unit.fields) || isOff(unit));
+  const changed = units.filter((unit) => isChanged(unit.fields));
   const shown = changed.filter((unit) => now !== null && isKnown(unit, now));
   // An untouched account is not sent.
   const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
@@ -67,10 +65,8 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
   if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
   const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
-  const open = asSent.filter((unit) => isOff(unit) || hasPassword(unit));
-  const stored = asSent.filter((unit) => isChanged(unit.shown));
-  const doubted = stored.filter((unit, index) => isTrigger(unit) && stored.slice(index + 1).every(isOff));
-  return { missing, unknown: [...hidden, ...open], doubted };
+  const open = asSent.filter((unit) => isSwitch(unit) || hasPassword(unit));
+  return { missing, unknown: [...hidden, ...open], doubted: asSent.filter(isTrigger) };
 }
 
 // What a load leaves open of an attempt; null if nothing.

@@ -85,7 +85,6 @@ const later = { ...moved, pre_recording: '7' };
 const hidden = { ...noStream, ...isMoved };
 const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
-const moving = { before: first(isOff), sent: moved };
 const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) => {
   const attempt = { before, sent: typed(sent, before), units: fields.UNITS, hasSucceeded };
   const units = outcome(attempt, now && next(now, before));
@@ -95,14 +94,12 @@ const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) =>
 table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'at once': { sent: moved, gives: { missing: 'share' } },
   'at the folder': { sent: later, now: isMoved, gives: { missing: 'pre_recording', doubted: 'share' } },
-  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 } },
+  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 }, gives: { doubted: 'share' } },
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, ...bob }, gives: { missing: 'enableauth' } },
   'with a password': { sent: password, gives: { unknown: 'enableauth' } },
   'of a first folder': { before: first(noFolder), sent: moved, now: noFolder, gives: { unknown: 'share' } },
-  'while the service is off': { ...moving, now: isAll, gives: { unknown: service, doubted: 'share' } },
-  'while others switch the service on': { ...moving, now: isMoved, gives: { doubted: 'share' } },
   'at the service': {
     sent: all,
     now: isAll,
