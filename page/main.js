@@ -150,7 +150,7 @@ function takeOver(data) {
   loaded = readLoad(data, before);
   const merged = merge(form, before, loaded, attempt);
   const result = attempt && outcome(attempt, loaded);
-  if (attempt) unknown = result.unknown;
+  unknown = result?.unknown ?? [];
   noteDoubts(result?.doubted);
   attempt = openPart(attempt, loaded);
   marked = [...marked, ...merged.marked].filter((id) => !isUnread(id));
@@ -176,7 +176,7 @@ const startOver = (end) =>
   });
 
 async function save() {
-  [refusal, unknown] = [null, []];
+  refusal = null;
   for (const { id } of inputs) checked.add(id);
   if (shownProblems().size > 0) return sayInvalid();
   const data = await request('load');
