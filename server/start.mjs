@@ -10,7 +10,7 @@ import { createInterface } from 'node:readline';
 if (!process.env.BUILD_DIR) throw new Error('BUILD_DIR must name the build folder');
 export const buildFolder = resolve(process.env.BUILD_DIR);
 
-// The place of a file of the appliance, and of a settings file.
+// The place of a file of the stand-in's root, and of a settings file.
 export const inRoot = (path) => join(buildFolder, 'root', path);
 export const inSettings = (name) => join(inRoot('var/packages/Cinquill/etc'), name);
 

@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 
 const std::string kRoot = SystemPaths::kRoot;
 
-// A time of last change that no test produces. It is in the past: some file systems end in 2038.
+// A timestamp that no test produces. Some file systems cannot store one after 2038.
 const fs::file_time_type kUnwritten{std::chrono::hours(-24 * 365 * 150)};
 
 // Outside the root, because TakeWrites() reports every file in it.

@@ -47,7 +47,7 @@ Outcome Serve(const std::string& form, const std::vector<std::string>& variables
 // Replaces the root by a copy of the skeleton.
 void ResetRoot();
 
-// A path of the appliance, below the root.
+// A path below the stand-in's root.
 std::string InRoot(const std::string& path);
 
 // The content of a file; empty when there is no such file.
