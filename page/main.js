@@ -4,7 +4,7 @@ import { request } from './api.js';
 import { applies, destination, duration, FIELDS, isHidden, problemsOf, unitOf, UNITS } from './fields.js';
 import { differ, formToSave, pick, withoutPasswords } from './fields.js';
 import { readLoad, refusedFields, REFUSALS, saveParameters } from './fields.js';
-import { doubtsAfter, merge, namesOf, openPart, outcome } from './merge.js';
+import { doubtsAfter, merge, namesOf, outcome } from './merge.js';
 import { errorText, language, text, texts } from './texts.js';
 
 const element = (id) => document.getElementById(id);
@@ -19,8 +19,6 @@ let phase = ''; // the state that the bar at the end shows
 let attention = []; // the fields that the bar's sentence is about
 let loaded = null; // the result of readLoad() for the last load; null until the first answer
 let attempt = history.state?.attempt ?? null; // a save whose outcome is not known yet: see merge.js
-let sent = null; // the last form sent that was not refused
-let unknown = []; // the units of it that may be stored or not
 let marked = []; // the fields that another session has changed, until the next save or discard
 let asked = []; // the fields in which something else is stored, about which the person was asked
 let refusal = null; // the key of the last save's refusal, and what was sent
@@ -34,7 +32,7 @@ const isBusy = () => phase === 'loading' || phase === 'saving';
 const editedForm = () => formToSave(readForm(), loaded.form);
 const isChanged = (id) => editedForm()[id] !== loaded.form[id];
 const isUnknown = (id) =>
-  unknown.some(({ fields }) => fields.includes(id) && !differ(editedForm(), sent, fields));
+  attempt?.units.some(({ fields }) => fields.includes(id) && !differ(editedForm(), attempt.sent, fields));
 const isUnread = (id) => isHidden(FIELDS[id].file, loaded.unreadable);
 const changedTriggers = (form) =>
   Object.keys(FIELDS).filter((id) => FIELDS[id].triggers && differ(form, loaded.form, unitOf(id).fields));
@@ -143,16 +141,15 @@ function storedRemarks(id, form) {
   return [isMarked && text('changed'), isOther && text('stored_now', value)];
 }
 
-// Takes over what a load says, also of an open attempt. Returns the results of merge() and outcome().
+// Takes over what a load says, also of an attempt. Returns the results of merge() and outcome().
 function takeOver(data) {
   const form = loaded && editedForm();
   const before = loaded;
   loaded = readLoad(data, before);
   const merged = merge(form, before, loaded, attempt);
   const result = attempt && outcome(attempt, loaded);
-  unknown = result?.unknown ?? [];
   noteDoubts(result?.doubted);
-  attempt = openPart(attempt, loaded);
+  attempt = result?.unknown.length > 0 ? { ...attempt, units: result.unknown } : null;
   marked = [...marked, ...merged.marked].filter((id) => !isUnread(id));
   asked = merged.asked;
   setText(element('conflict'), data.DVB_conflict && text('conflict'));
@@ -169,7 +166,7 @@ function noteDoubts(doubted = []) {
 const startOver = (end) =>
   run('loading', async () => {
     takeOver(await request('load'));
-    [attempt, refusal, confirmedRisk, marked, asked, unknown] = [null, null, '', [], [], []];
+    [attempt, refusal, confirmedRisk, marked, asked] = [null, null, '', [], []];
     checked.clear();
     writeForm(loaded.form);
     sayPhase(loaded.unreadable.length > 0 ? 'unreadable' : end);
@@ -205,8 +202,8 @@ function risksOf(form) {
 
 // Only the load after the save shows what is stored.
 async function send() {
-  const earlier = { attempt, sent, toolEnds };
-  sent = editedForm();
+  const earlier = { attempt, toolEnds };
+  const sent = editedForm();
   attempt = { before: loaded, sent, units: UNITS };
   confirmedRisk = '';
   if (changedTriggers(sent).length > 0) toolEnds = Date.now() + TOOL;
@@ -217,7 +214,7 @@ async function send() {
   if (!failure || failure.key === 'unknown') ({ toolEnds } = earlier);
   if (Object.hasOwn(REFUSALS, failure?.key)) {
     refusal = { key: failure.key, sent };
-    ({ attempt, sent, toolEnds } = earlier);
+    ({ attempt, toolEnds } = earlier);
     noteDoubts();
     return shownProblems().size > 0 ? sayInvalid() : sayFailed(failure, [text('nothing_saved')]);
   }
@@ -228,9 +225,9 @@ async function send() {
 }
 
 function sayUnchecked(failure) {
-  unknown = outcome(attempt, null).unknown;
+  attempt.units = outcome(attempt, null).unknown;
   if (failure) return sayFailed(failure, [text('not_known')]);
-  loaded = { ...loaded, form: withoutPasswords(sent) };
+  loaded = { ...loaded, form: withoutPasswords(attempt.sent) };
   attempt = null;
   noteDoubts();
   showStored(UNITS);
@@ -243,7 +240,7 @@ function showStored(units) {
   writeForm({ ...readForm(), ...pick(fields, loaded.form) });
 }
 
-function sayOutcome(failure, { missing, doubted }) {
+function sayOutcome(failure, { missing, unknown, doubted }) {
   const isOpen = unknown.length > 0 || isUnread('enableauth');
   showStored(UNITS.filter((unit) => ![...missing, ...unknown].includes(unit)));
   const hasDoubts = Object.keys(doubts).length > 0;
@@ -327,7 +324,7 @@ element('fields').addEventListener('focusout', ({ target }) => {
   check();
 });
 element('retry').addEventListener('click', () => startOver('loaded'));
-element('discard').addEventListener('click', () => startOver(unknown.length > 0 ? 'loaded' : 'discarded'));
+element('discard').addEventListener('click', () => startOver(attempt ? 'loaded' : 'discarded'));
 element('reveal').addEventListener('click', () => showPasswords(element('passwd').type === 'password'));
 addEventListener('click', check);
 document.addEventListener('visibilitychange', () => refreshIdleTab().catch(console.error));

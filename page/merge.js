@@ -1,7 +1,7 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
-// not known yet: { before, sent, units, hasSucceeded }, with the load before it, the form that was sent, and the
-// units that are open; or null.
+// not known yet, or null: { before, sent, units, hasSucceeded }, with the load before it, the form that was sent,
+// and the units that are open.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
@@ -50,10 +50,11 @@ export function merge(form, before, now, attempt) {
 
 // What a save has done, judged by the load after it; `now` is null if no load was answered. Returns those of
 // the units it changed that are
-//   missing  stored otherwise than sent
+//   missing  shown otherwise than sent
 //   unknown  hidden, or a destination where none is shown. After a failure, also a new password, which no load
 //            shows, and the service: an unreadable switch looks like one that is off, a lost one like on.
-//   doubted  after a failure: shown as sent, perhaps without effect, because they trigger an action
+//   doubted  after a failure: shown as sent, perhaps without effect, because they trigger an action. A
+//            destination went well if an option is stored, which comes after.
 export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields));
@@ -62,19 +63,14 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
   const isSent = (name) => applies(name, sent) && (name !== 'account' || isChanged([name]));
   const missing = shown.filter((unit) => differ(sent, now.form, unit.shown.filter(isSent)));
   const hidden = changed.filter((unit) => !shown.includes(unit));
-  if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const asSent = shown.filter((unit) => !missing.includes(unit));
+  const triggers = asSent.filter(isTrigger);
+  if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
   const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
   const open = asSent.filter((unit) => isSwitch(unit) || hasPassword(unit));
-  return { missing, unknown: [...hidden, ...open], doubted: asSent.filter(isTrigger) };
-}
-
-// What a load leaves open of an attempt; null if nothing.
-export function openPart(attempt, now) {
-  const units = (attempt?.units ?? []).filter(
-    (unit) => !isKnown(unit, now) && differ(attempt.sent, attempt.before.form, unit.fields),
-  );
-  return units.length > 0 ? { ...attempt, units } : null;
+  const hasOption = asSent.some((unit) => !isTrigger(unit) && isChanged(unit.shown));
+  const doubted = hasOption ? triggers.filter(isSwitch) : triggers;
+  return { missing, unknown: [...hidden, ...open], doubted };
 }
 
 // What is stored, perhaps without effect: the values of units, by their first field. Adds `units` as they were

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import * as fields from '../../page/fields.js';
-import { doubtsAfter, merge, openPart, outcome } from '../../page/merge.js';
+import { doubtsAfter, merge, outcome } from '../../page/merge.js';
 import { usualLoad } from '../settings.mjs';
 
 const { formToSave, problemsOf, readLoad, saveParameters } = fields;
@@ -76,6 +76,7 @@ table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
     now: { enable_viewer_limit: false, streaming_limit: 5 },
     gives: asks('streaming_limit'),
   },
+  'asks about edits since': { form: { subpath: 'mine' }, attempt: {}, now: theirs, gives: asks('subpath') },
   'keeps what was put back after an attempt': { attempt: sentTheirs, now: theirs },
 });
 
@@ -94,10 +95,16 @@ const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) =>
 table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'at once': { sent: moved, gives: { missing: 'share' } },
   'at the folder': { sent: later, now: isMoved, gives: { missing: 'pre_recording', doubted: 'share' } },
-  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 }, gives: { doubted: 'share' } },
+  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 } },
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, ...bob }, gives: { missing: 'enableauth' } },
+  'of the sign-in, off, and the service, on': {
+    before: first(isOff),
+    sent: { enableauth: false, dtv_service: true },
+    now: { enableauth: false },
+    gives: { unknown: service, doubted: service },
+  },
   'with a password': { sent: password, gives: { unknown: 'enableauth' } },
   'of a first folder': { before: first(noFolder), sent: moved, now: noFolder, gives: { unknown: 'share' } },
   'at the service': {
@@ -114,11 +121,6 @@ table('a save', { missing: '', unknown: '', doubted: '' }, runSuccess, {
   'that left open what does not apply': { sent: noLimit, now: limited },
   'that was overtaken': { sent: later, now: isMoved, gives: { missing: 'pre_recording' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording' } },
-});
-
-test('an attempt stays open for what is hidden', () => {
-  const attempt = { before: usual, sent: typed(later), units: fields.UNITS };
-  assert.equal(openPart(attempt, first({ ...noStream, ...noFolder })).units.length, 2);
 });
 
 test('a doubt ends when another value is stored', () => {
