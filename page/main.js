@@ -204,7 +204,7 @@ function risksOf(form) {
 async function send() {
   const earlier = { attempt, toolEnds };
   const sent = editedForm();
-  attempt = { before: loaded, sent, units: UNITS };
+  attempt = { before: loaded, sent, units: UNITS, mayBeUndone: Date.now() < toolEnds };
   confirmedRisk = '';
   if (changedTriggers(sent).length > 0) toolEnds = Date.now() + TOOL;
   // If the page is reloaded before it knows the outcome, the new page judges the save from this note.

@@ -1,7 +1,7 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
-// not known yet, or null: { before, sent, units, hasSucceeded }, with the load before it, the form that was sent,
-// and the units that are open.
+// not known yet, or null: { before, sent, units, mayBeUndone, hasSucceeded }, with the load before it, the form
+// that was sent, the units that are open, and whether an earlier save's tool might still run.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
@@ -53,9 +53,9 @@ export function merge(form, before, now, attempt) {
 //   missing  shown otherwise than sent
 //   unknown  hidden, or a destination where none is shown. After a failure, also a new password, which no load
 //            shows, and the service: an unreadable switch looks like one that is off, a lost one like on.
-//   doubted  after a failure: shown as sent, perhaps without effect, because they trigger an action. A
-//            destination went well if an option is stored, which comes after.
-export function outcome({ before, sent, units, hasSucceeded }, now) {
+//   doubted  shown as sent, perhaps without effect, because they trigger an action: after a failure, or if an
+//            earlier save's tool may undo it. A destination went well if an option is stored, which comes after.
+export function outcome({ before, sent, units, mayBeUndone, hasSucceeded }, now) {
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields));
   const shown = changed.filter((unit) => now !== null && isKnown(unit, now));
@@ -65,11 +65,11 @@ export function outcome({ before, sent, units, hasSucceeded }, now) {
   const hidden = changed.filter((unit) => !shown.includes(unit));
   const asSent = shown.filter((unit) => !missing.includes(unit));
   const triggers = asSent.filter(isTrigger);
-  if (hasSucceeded) return { missing, unknown: hidden, doubted: [] };
+  if (hasSucceeded) return { missing, unknown: hidden, doubted: mayBeUndone ? triggers : [] };
   const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
   const open = asSent.filter((unit) => isSwitch(unit) || hasPassword(unit));
   const hasOption = asSent.some((unit) => !isTrigger(unit) && isChanged(unit.shown));
-  const doubted = hasOption ? triggers.filter(isSwitch) : triggers;
+  const doubted = hasOption && !mayBeUndone ? triggers.filter(isSwitch) : triggers;
   return { missing, unknown: [...hidden, ...open], doubted };
 }
 

@@ -259,7 +259,8 @@ test('keeps what was typed when an answer is lost, and finds out what was saved'
   await says({ bar: texts('may_run'), focus: 'share' });
   await setClock(1000);
   await save();
-  await says({ phase: 'noticed', notices: { dtv_service: text('dtv_service_doubt') } });
+  const notices = { share: text('share_doubt', '/tv/recordings'), dtv_service: text('dtv_service_doubt') };
+  await says({ phase: 'noticed', notices });
   assert.equal(readSettings('folder.conf').at(-1).subpath, 'recordings');
 });
 
