@@ -165,11 +165,13 @@ function noteDoubts(doubted = []) {
 // Shows what is stored, and drops what was typed.
 const startOver = (end) =>
   run('loading', async () => {
-    takeOver(await request('load'));
-    [attempt, refusal, confirmedRisk, marked, asked] = [null, null, '', [], []];
+    const data = await request('load');
+    marked = [];
+    takeOver(data);
+    [attempt, refusal, confirmedRisk, asked] = [null, null, '', []];
     checked.clear();
     writeForm(loaded.form);
-    sayPhase(loaded.unreadable.length > 0 ? 'unreadable' : end);
+    sayPhase(loaded.unreadable.length > 0 ? 'unreadable' : end, marked.length > 0 && text('news'));
   });
 
 async function save() {
