@@ -40,7 +40,12 @@ table('a load', shown(usual), ({ load }) => shown(load), {
   'that loses all': { load: next({ ...noFiles, ...noFolder }), gives: { unreadable: `${both},folder.conf` } },
   'without both': { load: first(noFiles), gives: { ...fresh, unreadable: both } },
   'that loses the folder': { load: next(noFolder), gives: { unreadable: 'folder.conf' } },
-  'of a limit of 1 alone': { load: first({ ...noStream, streaming_limit: 1 }), gives: fresh },
+});
+
+test('a readable stream.conf differs from a lost one', () => {
+  const names = 'enableauth account enable_viewer_limit streaming_limit closestreaming post_recording';
+  for (const name of names.split(' '))
+    assert.deepEqual(first({ ...noStream, [name]: 1 }).unreadable, [], name);
 });
 
 const noSignIn = first({ enableauth: false, account: null });
