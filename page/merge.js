@@ -1,7 +1,8 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
 // not known yet, or null: { before, sent, units, mayBeUndone, hasSucceeded }, with the load before it, the form
-// that was sent, the units that are open, and whether an earlier save's tool might still run.
+// that was sent, the units that are open, whether an earlier save's tool might still run, and the answer, if the
+// page was not reloaded before it.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 
@@ -54,7 +55,8 @@ export function merge(form, before, now, attempt) {
 //   unknown  hidden, or a destination where none is shown. After a failure, also a new password, which no load
 //            shows, and the service: an unreadable switch looks like one that is off, a lost one like on.
 //   doubted  shown as sent, perhaps without effect, because they trigger an action: after a failure, or if an
-//            earlier save's tool may undo it. A destination went well if an option is stored, which comes after.
+//            earlier save's tool may undo it. A destination went well if the load after the answer shows an
+//            option as sent, because options are stored later.
 export function outcome({ before, sent, units, mayBeUndone, hasSucceeded }, now) {
   const isChanged = (fields) => differ(sent, before.form, fields);
   const changed = units.filter((unit) => isChanged(unit.fields));
@@ -69,7 +71,7 @@ export function outcome({ before, sent, units, mayBeUndone, hasSucceeded }, now)
   const hasPassword = ({ fields }) => fields.includes('passwd') && sent.passwd !== '';
   const open = asSent.filter((unit) => isSwitch(unit) || hasPassword(unit));
   const hasOption = asSent.some((unit) => !isTrigger(unit) && isChanged(unit.shown));
-  const doubted = hasOption && !mayBeUndone ? triggers.filter(isSwitch) : triggers;
+  const doubted = hasOption && hasSucceeded === false && !mayBeUndone ? triggers.filter(isSwitch) : triggers;
   return { missing, unknown: [...hidden, ...open], doubted };
 }
 

@@ -88,6 +88,7 @@ table('a merge', { taken: '', marked: '', asked: '' }, runMerge, {
 const moved = { share: 'music', subpath: '' };
 const isMoved = { dtv_destination: '/music' };
 const later = { ...moved, pre_recording: '7' };
+const isLater = { ...isMoved, pre_recording: 7 };
 const hidden = { ...noStream, ...isMoved };
 const all = { ...moved, ...password, dtv_service: false };
 const isAll = { ...isMoved, ...isOff };
@@ -98,9 +99,9 @@ const runOutcome = ({ before = usual, sent, now = {}, hasSucceeded = false }) =>
   return Object.fromEntries(Object.entries(units).map(([name, found]) => [name, names(found)]));
 };
 table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
-  'at once': { sent: moved, gives: { missing: 'share' } },
   'at the folder': { sent: later, now: isMoved, gives: { missing: 'pre_recording', doubted: 'share' } },
-  'after the folder': { sent: later, now: { ...isMoved, pre_recording: 7 } },
+  'after the folder': { sent: later, now: isLater },
+  'before a reload': { sent: later, now: isLater, hasSucceeded: null, gives: { doubted: 'share' } },
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, ...bob }, gives: { missing: 'enableauth' } },
