@@ -157,6 +157,13 @@ function takeOver(data) {
   return { ...merged, ...result };
 }
 
+// Marks only what was changed elsewhere since the load before.
+async function reload() {
+  const data = await request('load');
+  marked = [];
+  takeOver(data);
+}
+
 function noteDoubts(doubted = []) {
   doubts = doubtsAfter(doubts, doubted, attempt?.sent, loaded);
   history.replaceState({ doubts, toolEnds }, ''); // survives a reload
@@ -165,9 +172,7 @@ function noteDoubts(doubted = []) {
 // Shows what is stored, and drops what was typed.
 const startOver = (end) =>
   run('loading', async () => {
-    const data = await request('load');
-    marked = [];
-    takeOver(data);
+    await reload();
     [attempt, refusal, confirmedRisk, asked] = [null, null, '', []];
     checked.clear();
     writeForm(loaded.form);
@@ -178,9 +183,7 @@ async function save() {
   refusal = null;
   for (const { id } of inputs) checked.add(id);
   if (shownProblems().size > 0) return sayInvalid();
-  const data = await request('load');
-  marked = [];
-  takeOver(data);
+  await reload();
   if (asked.length > 0) return ask(['contested'], asked);
   const { questions, fields } = risksOf(editedForm());
   const risk = `${loaded.unreadable} ${fields}`;
