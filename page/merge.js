@@ -1,8 +1,8 @@
 // What other sessions and the saves of this page have done to the settings. `form` is the form as it would be
 // saved. `before` and `now` are the results of readLoad() for two loads. `attempt` is a save whose outcome is
 // not known yet, or null: { before, sent, units, mayBeUndone, hasSucceeded }, with the load before it, the form
-// that was sent, the units that are open, whether an earlier save's tool might still run, and the answer, if the
-// page was not reloaded before it.
+// that was sent, the units that are open, whether an earlier save's tool might still run, and whether the save
+// succeeded; nothing, if the page was reloaded before the answer.
 
 import { applies, differ, FIELDS, isHidden, pick, UNITS } from './fields.js';
 

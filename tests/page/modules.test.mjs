@@ -105,7 +105,7 @@ table('a failed save', { missing: '', unknown: '', doubted: '' }, runOutcome, {
   'without a load': { sent: moved, now: null, gives: { unknown: 'share' } },
   'with hidden files': { sent: later, now: hidden, gives: { unknown: 'pre_recording', doubted: 'share' } },
   'before a password': { sent: { ...password, ...bob }, gives: { missing: 'enableauth' } },
-  'of the sign-in, off, and the service, on': {
+  'of the sign-in and the service': {
     before: first(isOff),
     sent: { enableauth: false, dtv_service: true },
     now: { enableauth: false },
